@@ -1,0 +1,13 @@
+# Fails unless the DLL's export table names GetInstance undecorated.
+execute_process(COMMAND ${OBJDUMP} -p ${DLL} OUTPUT_VARIABLE dump RESULT_VARIABLE rc)
+if(NOT rc EQUAL 0)
+  message(FATAL_ERROR "objdump failed on ${DLL}")
+endif()
+string(REGEX MATCH "\\[Ordinal/Name Pointer\\] Table[^\n]*\n([^\n]*\n)+" table "${dump}")
+if(NOT table MATCHES "\\] GetInstance\n")
+  message(FATAL_ERROR "GetInstance is not exported undecorated by ${DLL}:\n${table}")
+endif()
+if(table MATCHES "GetInstance@")
+  message(FATAL_ERROR "GetInstance is exported decorated by ${DLL}:\n${table}")
+endif()
+message(STATUS "GetInstance exported undecorated by ${DLL}")

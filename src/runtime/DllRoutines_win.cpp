@@ -1,0 +1,60 @@
+#include <mutex>
+#include <vector>
+
+#include "platform/Handles.h"
+#include "runtime/DllRoutines.h"
+#include "runtime/Strings.h"
+#include "vantrel/VantrelHelper.h"
+
+namespace vt::DllRoutines {
+
+namespace {
+
+std::mutex gLoadedLock;
+std::vector<platform::unique_hmodule>& Loaded() {
+    static auto* loaded = new std::vector<platform::unique_hmodule>();
+    return *loaded;
+}
+
+}  // namespace
+
+std::wstring ModuleFolder() {
+    HMODULE self = nullptr;
+    // The module that holds this function: the DLL inside a host, the test
+    // program when the core is linked statically into one.
+    ::GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
+                         reinterpret_cast<LPCWSTR>(&ModuleFolder), &self);
+    std::wstring path(MAX_PATH, L'\0');
+    for (;;) {
+        // GetModuleFileNameW truncates silently and returns the buffer size when too small.
+        const DWORD n = ::GetModuleFileNameW(self, path.data(), static_cast<DWORD>(path.size()));
+        if (n == 0) return {};
+        if (n < path.size()) {
+            path.resize(n);
+            break;
+        }
+        path.resize(path.size() * 2);
+    }
+    return ExtractFilePath(path);
+}
+
+HRESULT LoadAndGetInstance(const std::wstring& libraryName, REFIID riid, void** obj) {
+    const std::wstring fullPath = ModuleFolder() + libraryName;
+    // Altered search path: the sibling's own dependencies resolve from its folder.
+    platform::unique_hmodule module(::LoadLibraryExW(fullPath.c_str(), nullptr, LOAD_WITH_ALTERED_SEARCH_PATH));
+    if (!module) return HRESULT_FROM_WIN32(::GetLastError());
+    auto entry = reinterpret_cast<VantrelGetInstanceFn>(
+        reinterpret_cast<void*>(::GetProcAddress(module.Get(), "GetInstance")));
+    if (entry == nullptr) return HRESULT_FROM_WIN32(::GetLastError());
+    const HRESULT hr = entry(riid, obj);
+    std::lock_guard<std::mutex> guard(gLoadedLock);
+    Loaded().push_back(std::move(module));
+    return hr;
+}
+
+void FreeLoadedLibraries() noexcept {
+    std::lock_guard<std::mutex> guard(gLoadedLock);
+    Loaded().clear();
+}
+
+}  // namespace vt::DllRoutines
