@@ -9,6 +9,7 @@ packages=(
   wine wine64
   googletest
   libcli11-dev nlohmann-json3-dev libfmt-dev
+  clang libclang-rt-14-dev
 )
 
 missing=()
