@@ -1,0 +1,122 @@
+// The export and the engine's first interfaces, seen from a host.
+#include <cstring>
+
+#include "HostSupport.h"
+
+namespace hosttest {
+namespace {
+
+using vantrel::client::Check;
+
+constexpr GUID kSomeOtherGuid = {0x12345678, 0x1234, 0x1234, {1, 2, 3, 4, 5, 6, 7, 8}};
+
+TEST(Entry, ServesOnlyICleanerAndNullsTheResultFirst) {
+    const GUID refused[] = {vantrel::IidOf<IUnknown>(), vantrel::IidOf<ICleanerStatistics>(),
+                            vantrel::IidOf<ICategories>(), vantrel::IidOf<IVantrelReport>(), kSomeOtherGuid};
+    for (const GUID& iid : refused) {
+        void* obj = reinterpret_cast<void*>(0x1234);
+        EXPECT_EQ(Dll().Entry()(iid, &obj), E_NOINTERFACE);
+        EXPECT_EQ(obj, nullptr);
+    }
+    EXPECT_EQ(Dll().Entry()(vantrel::IidOf<ICleaner>(), nullptr), E_POINTER);
+
+    void* obj = reinterpret_cast<void*>(0x1234);
+    ASSERT_EQ(Dll().Entry()(vantrel::IidOf<ICleaner>(), &obj), S_OK);
+    ASSERT_NE(obj, nullptr);
+    static_cast<ICleaner*>(obj)->Release();
+}
+
+TEST(Entry, EachCallCreatesAnIndependentEngine) {
+    Ptr<ICleaner> a = Dll().CreateCleaner();
+    Ptr<ICleaner> b = Dll().CreateCleaner();
+    ASSERT_NE(a.Get(), b.Get());
+
+    Ptr<ICleanerOptions> optionsA, optionsB;
+    Check(a->GetOptions(optionsA.Put()));
+    Check(b->GetOptions(optionsB.Put()));
+    ASSERT_NE(optionsA.Get(), optionsB.Get());
+    Check(optionsA->SetMultiCleanHiberFile(true));
+    bool valueA = false, valueB = true;
+    Check(optionsA->GetMultiCleanHiberFile(&valueA));
+    Check(optionsB->GetMultiCleanHiberFile(&valueB));
+    EXPECT_TRUE(valueA);
+    EXPECT_FALSE(valueB);
+}
+
+TEST(Entry, EngineAnswersItsInterfacesWithOneIdentity) {
+    Ptr<ICleaner> cleaner = Dll().CreateCleaner();
+    Ptr<ICleanerStatistics> statistics = cleaner.As<ICleanerStatistics>();
+    ASSERT_TRUE(statistics);
+    Ptr<IUnknown> fromCleaner = cleaner.As<IUnknown>();
+    Ptr<IUnknown> fromStatistics = statistics.As<IUnknown>();
+    EXPECT_EQ(fromCleaner.Get(), fromStatistics.Get());
+
+    Ptr<ICleanerStatistics> viaGetter;
+    Check(cleaner->GetStatistics(viaGetter.Put()));
+    EXPECT_EQ(viaGetter.As<IUnknown>().Get(), fromCleaner.Get());
+
+    Ptr<ISupportErrorInfo> errorInfo = cleaner.As<ISupportErrorInfo>();
+    ASSERT_TRUE(errorInfo);
+    EXPECT_EQ(errorInfo->InterfaceSupportsErrorInfo(vantrel::IidOf<ICleaner>()), S_OK);
+    EXPECT_FALSE(cleaner.As<ICategories>());
+}
+
+// Slots are reached by position, as a host declared against the contract
+// alone would call them. Operations not built yet must fail with E_NOTIMPL
+// and name themselves, which pins every slot's position.
+TEST(Entry, ICleanerSlotsFollowTheContract) {
+    Ptr<ICleaner> cleaner = Dll().CreateCleaner();
+    void* obj = cleaner.Get();
+
+    TCleanerState state = csCleaned;
+    ASSERT_EQ(CallSlot(obj, 3, &state), S_OK);  // GetState
+    EXPECT_EQ(state, csReady);
+
+    IUnknown* statistics = nullptr;
+    ASSERT_EQ(CallSlot(obj, 5, &statistics), S_OK);  // GetStatistics
+    ASSERT_NE(statistics, nullptr);
+    std::int32_t total = -1;
+    EXPECT_EQ(CallSlot(statistics, 3, &total), S_OK);  // GetTotalScannedItems
+    EXPECT_EQ(total, 0);
+    double progress = -1;
+    EXPECT_EQ(CallSlot(statistics, 10, &progress), S_OK);  // GetProgress
+    EXPECT_EQ(progress, 0.0);
+    BSTR current = nullptr;
+    EXPECT_EQ(CallSlot(statistics, 7, &current), S_OK);  // GetCurrentItem
+    EXPECT_EQ(vantrel::client::TakeBstr(current), L"");
+    statistics->Release();
+
+    IUnknown* options = nullptr;
+    ASSERT_EQ(CallSlot(obj, 7, &options), S_OK);  // GetOptions
+    ASSERT_NE(options, nullptr);
+    EXPECT_EQ(CallSlot(options, 4, true), S_OK);  // SetMultiCleanHiberFile
+    bool multi = false;
+    EXPECT_EQ(CallSlot(options, 3, &multi), S_OK);  // GetMultiCleanHiberFile
+    EXPECT_TRUE(multi);
+    options->Release();
+
+    struct Pending {
+        int slot;
+        const wchar_t* name;
+    };
+    const Pending pending[] = {{4, L"GetTaskList"},     {6, L"GetCategories"},    {8, L"GetWipeDLL"},
+                               {10, L"GetBackvault"},   {12, L"GetIgnoreList"},   {18, L"Reset"},
+                               {22, L"SaveIgnoreLists"}, {23, L"LoadIgnoreLists"}};
+    for (const auto& p : pending) {
+        void* out = nullptr;
+        EXPECT_EQ(CallSlot(obj, p.slot, &out), E_NOTIMPL) << p.slot;
+        EXPECT_EQ(ErrorMessage(), std::wstring(L"ICleaner.") + p.name + L" is not implemented yet") << p.slot;
+    }
+    EXPECT_EQ(CallSlot(obj, 13, false), E_NOTIMPL);  // StartScanning
+    EXPECT_EQ(ErrorMessage(), L"ICleaner.StartScanning is not implemented yet");
+}
+
+TEST(Entry, NullOutPointersFailWithoutCrashing) {
+    Ptr<ICleaner> cleaner = Dll().CreateCleaner();
+    EXPECT_EQ(cleaner->GetState(nullptr), E_POINTER);
+    EXPECT_EQ(cleaner->GetOptions(nullptr), E_POINTER);
+    EXPECT_EQ(cleaner->QueryInterface(vantrel::IidOf<ICleaner>(), nullptr), E_POINTER);
+}
+
+}  // namespace
+}  // namespace hosttest
