@@ -1,0 +1,73 @@
+// TVTCategories: the registry of every category that applies to this machine,
+// in the catalogue's fixed order. It answers lookups by position and by
+// identifier, owns the user ignore list every category consults, and loads
+// and saves the ignore lists.
+//
+// The catalogue is a list of factories, one row per category class in
+// creation order; tests build a registry over catalogues of their own.
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <vector>
+
+#include "model/VTCategory.h"
+#include "runtime/ComObject.h"
+#include "runtime/StringList.h"
+#include "vantrel/VantrelHelper.h"
+
+namespace vt {
+
+class TVantrelShare;
+class TIgnoreListsManager;
+class TIgnoreListAdapter;
+
+// One catalogue row: builds one category (or null when it does not apply).
+using TCategoryFactory = std::function<Com<TVTCategory>(TVantrelShare& AVantrel)>;
+using TCategoryCatalogue = std::vector<TCategoryFactory>;
+
+// The product's catalogue, in creation order (rows are added by the issues
+// that build each category; application categories follow from the
+// definitions file).
+const TCategoryCatalogue& DefaultCatalogue();
+
+class TVTCategories final : public ComObject<ICategories> {
+public:
+    // Creates every category of the catalogue that is installed, in order.
+    // An exception from a category's constructor or CheckIfInstalled propagates.
+    explicit TVTCategories(TVantrelShare& AVantrel, const TCategoryCatalogue& ACatalogue = DefaultCatalogue());
+    ~TVTCategories() override;
+
+    std::int32_t Count() const noexcept { return static_cast<std::int32_t>(FItems.size()); }
+    // The category at AIndex; raises the list-index error outside 0..Count-1.
+    TVTCategory& GetItemObj(std::int32_t AIndex) const;
+    // By identifier: the category at position AID when it carries AID, else the
+    // first that does; null when none.
+    TVTCategory* GetItemObjByID(std::int32_t AID) const;
+    // Categories whose check mark is set (the name is spelled so on purpose).
+    std::int32_t GetEnabledGategoriesCount() const;
+
+    // Reads the user ignore list from the ignore-lists file and links it to every category.
+    void LoadIgnoreLists();
+    // Writes the user ignore list to the ignore-lists file.
+    void SaveIgnoreLists();
+    TIgnoreListAdapter& IgnoreListAdapter() noexcept { return *FIgnoreListAdapter; }
+
+    // ICategories
+    HRESULT STDMETHODCALLTYPE GetCount(std::int32_t* count) override;
+    HRESULT STDMETHODCALLTYPE GetItem(std::int32_t index, ICategory** category) override;
+    HRESULT STDMETHODCALLTYPE GetItemByID(std::int32_t id, ICategory** category) override;
+
+private:
+    // Appends the category when installed (linking the ignore list), drops it otherwise.
+    void AddCategory(Com<TVTCategory> ACategory);
+    void Link(bool Load);
+
+    std::vector<Com<TVTCategory>> FItems;
+    TVantrelShare& FVantrel;
+    std::unique_ptr<TIgnoreListsManager> FIgnoreListsManager;
+    std::unique_ptr<StringList> FIgnoreList;
+    Com<TIgnoreListAdapter> FIgnoreListAdapter;
+};
+
+}  // namespace vt
