@@ -24,6 +24,9 @@ std::FILE* OpenFileForAppend(const std::wstring& path);
 // Whole-file helpers for tests and tools; false / empty on failure.
 bool WriteWholeFile(const std::wstring& path, const std::vector<std::uint8_t>& bytes);
 std::vector<std::uint8_t> ReadWholeFile(const std::wstring& path);
+// True when the existing file can be opened for deletion right now (on
+// Windows: opened with DELETE access, sharing read, write and delete).
+bool CanOpenForDelete(const std::wstring& path);
 // The platform form of a path (slashes for backslashes natively; as is on Windows).
 std::wstring NativePath(const std::wstring& path);
 

@@ -55,6 +55,15 @@ bool RenameFile(const std::wstring& from, const std::wstring& to) {
     return std::rename(N(from).c_str(), N(to).c_str()) == 0;
 }
 
+bool CanOpenForDelete(const std::wstring& path) {
+    // Deleting a file needs write access to its folder.
+    if (!FileExists(path)) return false;
+    std::string native = N(path);
+    const auto slash = native.find_last_of('/');
+    const std::string folder = slash == std::string::npos ? "." : (slash == 0 ? "/" : native.substr(0, slash));
+    return ::access(folder.c_str(), W_OK) == 0;
+}
+
 std::FILE* OpenFileForAppend(const std::wstring& path) { return std::fopen(N(path).c_str(), "ab"); }
 
 bool WriteWholeFile(const std::wstring& path, const std::vector<std::uint8_t>& bytes) {

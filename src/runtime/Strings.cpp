@@ -13,6 +13,9 @@ wchar_t UpCaseChar(wchar_t c) noexcept {
     if (u < 0x80) return (u >= 'a' && u <= 'z') ? static_cast<wchar_t>(u - 32) : c;
     if (u >= 0xE0 && u <= 0xFE && u != 0xF7) return static_cast<wchar_t>(u - 0x20);
     if (u == 0xFF) return static_cast<wchar_t>(0x178);
+    // Dotless i (U+0131) is the lower case of plain I, not of dotted I (U+0130).
+    if (u == 0x131) return L'I';
+    if (u == 0x130) return c;
     if (u >= 0x100 && u <= 0x137) return static_cast<wchar_t>(u & ~1u);
     if (u >= 0x139 && u <= 0x148) return (u % 2 == 0) ? static_cast<wchar_t>(u - 1) : c;
     if (u >= 0x14A && u <= 0x177) return static_cast<wchar_t>(u & ~1u);
@@ -29,6 +32,9 @@ wchar_t LowCaseChar(wchar_t c) noexcept {
     if (u < 0x80) return (u >= 'A' && u <= 'Z') ? static_cast<wchar_t>(u + 32) : c;
     if (u >= 0xC0 && u <= 0xDE && u != 0xD7) return static_cast<wchar_t>(u + 0x20);
     if (u == 0x178) return static_cast<wchar_t>(0xFF);
+    // Dotted I (U+0130) lowers to plain i, as the system's non-Turkish mapping does.
+    if (u == 0x130) return L'i';
+    if (u == 0x131) return c;
     if (u >= 0x100 && u <= 0x137) return static_cast<wchar_t>(u | 1u);
     if (u >= 0x139 && u <= 0x148) return (u % 2 == 1) ? static_cast<wchar_t>(u + 1) : c;
     if (u >= 0x14A && u <= 0x177) return static_cast<wchar_t>(u | 1u);
@@ -228,7 +234,9 @@ int StrToIntDef(std::wstring_view s, int def) noexcept {
     if (v == INT64_MIN) return def;
     // Hex literals may fill all 32 bits ($FFFFFFFF is -1), as Delphi reads them.
     if (v >= INT32_MIN && v <= INT32_MAX) return static_cast<int>(v);
-    if (v > INT32_MAX && v <= static_cast<std::int64_t>(UINT32_MAX) && s.find(L'$') != std::wstring_view::npos)
+    const bool hex = s.find(L'$') != std::wstring_view::npos || s.find(L'x') != std::wstring_view::npos ||
+                     s.find(L'X') != std::wstring_view::npos;
+    if (v > INT32_MAX && v <= static_cast<std::int64_t>(UINT32_MAX) && hex)
         return static_cast<int>(static_cast<std::uint32_t>(v));
     return def;
 }
@@ -265,6 +273,15 @@ std::wstring Thousands(std::wstring digits) {
     for (std::ptrdiff_t i = static_cast<std::ptrdiff_t>(end) - 3; i > static_cast<std::ptrdiff_t>(start); i -= 3)
         digits.insert(static_cast<std::size_t>(i), 1, L',');
     return digits;
+}
+
+// Pads the exponent of C's "1.5E+03" to Delphi's three digits ("1.5E+003").
+std::wstring ThreeDigitExponent(std::wstring text) {
+    const std::size_t e = text.find(L'E');
+    if (e == std::wstring::npos || e + 2 > text.size()) return text;
+    const std::size_t digits = text.size() - (e + 2);
+    if (digits < 3) text.insert(e + 2, 3 - digits, L'0');
+    return text;
 }
 
 }  // namespace
@@ -318,8 +335,15 @@ std::wstring Format(std::wstring_view format, std::initializer_list<FormatArg> a
             case L'd':
             case L'u': {
                 if (arg.kind() == FormatArg::Kind::Floating || arg.kind() == FormatArg::Kind::Text) FormatError(format);
-                if (type == L'd') std::snprintf(buf, sizeof buf, "%lld", static_cast<long long>(arg.AsSigned()));
-                else std::snprintf(buf, sizeof buf, "%llu", static_cast<unsigned long long>(arg.AsUnsigned()));
+                if (type == L'd') {
+                    std::snprintf(buf, sizeof buf, "%lld", static_cast<long long>(arg.AsSigned()));
+                } else {
+                    // As for x: a negative 32-bit value prints as its unsigned 32-bit pattern.
+                    std::uint64_t v = arg.AsUnsigned();
+                    if (arg.kind() == FormatArg::Kind::Signed && arg.AsSigned() < 0 && arg.AsSigned() >= INT32_MIN)
+                        v &= 0xFFFFFFFFu;
+                    std::snprintf(buf, sizeof buf, "%llu", static_cast<unsigned long long>(v));
+                }
                 body = FromAscii(buf);
                 if (precision > 0) {
                     const bool neg = !body.empty() && body[0] == L'-';
@@ -356,8 +380,14 @@ std::wstring Format(std::wstring_view format, std::initializer_list<FormatArg> a
                 double v;
                 if (arg.kind() == FormatArg::Kind::Floating) v = arg.AsFloating();
                 else FormatError(format);
-                const int p = precision >= 0 ? precision : (type == L'g' ? 15 : 2);
-                if (type == L'e') std::snprintf(buf, sizeof buf, "%.*E", p, v);
+                const int p = precision >= 0 ? precision : (type == L'g' || type == L'e' ? 15 : 2);
+                if (type == L'e') {
+                    // Delphi's precision for e counts all mantissa digits and its
+                    // exponent has at least three digits: 1.23450000000000E+003.
+                    std::snprintf(buf, sizeof buf, "%.*E", (p < 1 ? 1 : (p > 17 ? 17 : p)) - 1, v);
+                    body = ThreeDigitExponent(FromAscii(buf));
+                    break;
+                }
                 else if (type == L'g') std::snprintf(buf, sizeof buf, "%.*G", p, v);
                 else std::snprintf(buf, sizeof buf, "%.*f", p, v);
                 body = FromAscii(buf);

@@ -1,0 +1,57 @@
+// The Win32 registry and file functions the removal and search code calls,
+// reached through one table of function pointers (SQLite's os_win shape).
+// Each entry is the real function unless a test has put a fault in its place:
+//
+//     platform::ScopedSysCall deny(&platform::SysCallTable::RegOpenKeyExW, &DenyOpen);
+//
+// Overrides are for tests only: the table is not synchronised, so swap entries
+// while no other thread calls through them.
+#pragma once
+
+#include "platform/Win32.h"
+
+namespace vt::platform {
+
+struct SysCallTable {
+    decltype(&::RegOpenKeyExW) RegOpenKeyExW = &::RegOpenKeyExW;
+    decltype(&::RegCreateKeyExW) RegCreateKeyExW = &::RegCreateKeyExW;
+    decltype(&::RegQueryInfoKeyW) RegQueryInfoKeyW = &::RegQueryInfoKeyW;
+    decltype(&::RegEnumKeyExW) RegEnumKeyExW = &::RegEnumKeyExW;
+    decltype(&::RegEnumValueW) RegEnumValueW = &::RegEnumValueW;
+    decltype(&::RegQueryValueExW) RegQueryValueExW = &::RegQueryValueExW;
+    decltype(&::RegSetValueExW) RegSetValueExW = &::RegSetValueExW;
+    decltype(&::RegDeleteValueW) RegDeleteValueW = &::RegDeleteValueW;
+    decltype(&::RegDeleteKeyW) RegDeleteKeyW = &::RegDeleteKeyW;
+    decltype(&::RegCloseKey) RegCloseKey = &::RegCloseKey;
+    decltype(&::CreateFileW) CreateFileW = &::CreateFileW;
+    decltype(&::SetFileAttributesW) SetFileAttributesW = &::SetFileAttributesW;
+    decltype(&::DeleteFileW) DeleteFileW = &::DeleteFileW;
+    decltype(&::RemoveDirectoryW) RemoveDirectoryW = &::RemoveDirectoryW;
+    decltype(&::GetFileAttributesW) GetFileAttributesW = &::GetFileAttributesW;
+    decltype(&::FindFirstFileW) FindFirstFileW = &::FindFirstFileW;
+    decltype(&::FindNextFileW) FindNextFileW = &::FindNextFileW;
+    decltype(&::FindClose) FindClose = &::FindClose;
+};
+
+// The process-wide table; never null, entries never null.
+SysCallTable& SysCalls() noexcept;
+
+// Puts a replacement into one entry of the table and restores the entry it
+// found when it goes out of scope (tests).
+template <class Fn>
+class ScopedSysCall {
+public:
+    ScopedSysCall(Fn SysCallTable::*entry, Fn replacement) noexcept
+        : slot_(&(SysCalls().*entry)), saved_(*slot_) {
+        *slot_ = replacement;
+    }
+    ~ScopedSysCall() { *slot_ = saved_; }
+    ScopedSysCall(const ScopedSysCall&) = delete;
+    ScopedSysCall& operator=(const ScopedSysCall&) = delete;
+
+private:
+    Fn* slot_;
+    Fn saved_;
+};
+
+}  // namespace vt::platform
