@@ -71,8 +71,14 @@ public:
     void SetLinks(TIgnoreListAdapter* AIgnoreLists) noexcept { FIgnoreListAdapter = AIgnoreLists; }
     // Raises "TaskName can be assigned only once" on a second call.
     void SetTaskName(const std::wstring& Value);
-    void SetEnabled(bool Value);
+    // The check mark: sets every item's mark to Value (with the item-change
+    // handler detached) and moves the task count when the mark changed. The
+    // work behind ICategory::SetEnabled, which has the same signature.
+    void SetEnabledValue(bool Value);
     bool Enabled() const noexcept { return fEnabled; }
+    // Recomputes the check mark after one item's mark changed (the handler
+    // FOnDetectedItemChange points at): checked when any item is.
+    void OnItemCheckMarkChanged();
     StringList& GetWarningProcesses();
     // Reports search progress after a unit of work (see the batching rule) and yields.
     void ReportProgress(std::int32_t Total, bool Force = false, bool UseCount = false);
@@ -108,8 +114,6 @@ protected:
     ~TVTCategory() override;
     // Sets the first check mark from IsDisabledByDefault.
     virtual void AfterConstruction();
-    // The item-change handler FOnDetectedItemChange points at.
-    void ItemChanged();
     // Moves this category's count in the engine's task list.
     void UpdateTaskCount(bool AEnabled);
 

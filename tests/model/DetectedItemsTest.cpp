@@ -6,6 +6,7 @@
 #include <string>
 #include <thread>
 #include <utility>
+#include <mutex>
 #include <vector>
 
 #include "model/DetectedItems.h"
@@ -74,11 +75,14 @@ public:
         auto* self = static_cast<ListeningCategory*>(data);
         bool enabled = false;
         item->GetEnabled(&enabled);
+        // Worker and host both change marks: the handler is called from either.
+        std::lock_guard<std::mutex> guard(self->changesLock);
         self->changes.push_back(enabled);
     }
 
     Com<RecordingIgnoreList> ignoreList;  // null: the category has no ignore list
     bool handlerAttached = true;
+    std::mutex changesLock;
     std::vector<bool> changes;  // the check mark seen by each handler call
 };
 
