@@ -62,8 +62,8 @@ TEST(Entry, EngineAnswersItsInterfacesWithOneIdentity) {
 }
 
 // Slots are reached by position, as a host declared against the contract
-// alone would call them. Operations not built yet must fail with E_NOTIMPL
-// and name themselves, which pins every slot's position.
+// alone would call them; each call is checked by what that slot's operation
+// does, which pins every slot's position.
 TEST(Entry, ICleanerSlotsFollowTheContract) {
     Ptr<ICleaner> cleaner = Dll().CreateCleaner();
     void* obj = cleaner.Get();
@@ -71,6 +71,14 @@ TEST(Entry, ICleanerSlotsFollowTheContract) {
     TCleanerState state = csCleaned;
     ASSERT_EQ(CallSlot(obj, 3, &state), S_OK);  // GetState
     EXPECT_EQ(state, csReady);
+
+    IUnknown* taskList = nullptr;
+    ASSERT_EQ(CallSlot(obj, 4, &taskList), S_OK);  // GetTaskList
+    ASSERT_NE(taskList, nullptr);
+    std::int32_t count = -1;
+    EXPECT_EQ(CallSlot(taskList, 3, &count), S_OK);  // IVTStringList.GetCount
+    EXPECT_EQ(count, 0);
+    taskList->Release();
 
     IUnknown* statistics = nullptr;
     ASSERT_EQ(CallSlot(obj, 5, &statistics), S_OK);  // GetStatistics
@@ -86,6 +94,12 @@ TEST(Entry, ICleanerSlotsFollowTheContract) {
     EXPECT_EQ(vantrel::client::TakeBstr(current), L"");
     statistics->Release();
 
+    IUnknown* categories = nullptr;
+    ASSERT_EQ(CallSlot(obj, 6, &categories), S_OK);  // GetCategories
+    ASSERT_NE(categories, nullptr);
+    EXPECT_EQ(CallSlot(categories, 3, &count), S_OK);  // ICategories.GetCount
+    categories->Release();
+
     IUnknown* options = nullptr;
     ASSERT_EQ(CallSlot(obj, 7, &options), S_OK);  // GetOptions
     ASSERT_NE(options, nullptr);
@@ -95,20 +109,33 @@ TEST(Entry, ICleanerSlotsFollowTheContract) {
     EXPECT_TRUE(multi);
     options->Release();
 
-    struct Pending {
-        int slot;
-        const wchar_t* name;
-    };
-    const Pending pending[] = {{4, L"GetTaskList"},     {6, L"GetCategories"},    {8, L"GetWipeDLL"},
-                               {10, L"GetBackvault"},   {12, L"GetIgnoreList"},   {18, L"Reset"},
-                               {22, L"SaveIgnoreLists"}, {23, L"LoadIgnoreLists"}};
-    for (const auto& p : pending) {
-        void* out = nullptr;
-        EXPECT_EQ(CallSlot(obj, p.slot, &out), E_NOTIMPL) << p.slot;
-        EXPECT_EQ(ErrorMessage(), std::wstring(L"ICleaner.") + p.name + L" is not implemented yet") << p.slot;
+    // GetWipeDLL / GetBackvault: nothing attached yet, so a null interface.
+    for (int slot : {8, 10}) {
+        void* out = reinterpret_cast<void*>(0x1234);
+        EXPECT_EQ(CallSlot(obj, slot, &out), S_OK) << slot;
+        EXPECT_EQ(out, nullptr) << slot;
     }
-    EXPECT_EQ(CallSlot(obj, 13, false), E_NOTIMPL);  // StartScanning
-    EXPECT_EQ(ErrorMessage(), L"ICleaner.StartScanning is not implemented yet");
+    IUnknown* ignoreList = nullptr;
+    ASSERT_EQ(CallSlot(obj, 12, &ignoreList), S_OK);  // GetIgnoreList
+    ASSERT_NE(ignoreList, nullptr);
+    ignoreList->Release();
+
+    // StartCleaning and SaveScanResults refuse csReady with their own messages.
+    EXPECT_EQ(CallSlot(obj, 14, false), E_FAIL);
+    EXPECT_EQ(ErrorMessage(), L"StartRemoving: State not csScanned or csCleaned");
+    EXPECT_EQ(CallSlot(obj, 20, static_cast<IStream*>(nullptr)), E_FAIL);
+    EXPECT_EQ(ErrorMessage(), L"VT not in Scanned state for save scan results");
+    EXPECT_EQ(CallSlot(obj, 19, static_cast<IVTStringList*>(nullptr)), E_FAIL);  // Localize
+    EXPECT_EQ(ErrorMessage(), L"AStrings param not assigned");
+    EXPECT_EQ(CallSlot(obj, 22), S_OK);  // SaveIgnoreLists
+    EXPECT_EQ(CallSlot(obj, 23), S_OK);  // LoadIgnoreLists
+
+    ASSERT_EQ(CallSlot(obj, 13, false), S_OK);  // StartScanning
+    ASSERT_EQ(CallSlot(obj, 3, &state), S_OK);
+    EXPECT_NE(state, csReady);
+    ASSERT_EQ(CallSlot(obj, 18), S_OK);  // Reset
+    ASSERT_EQ(CallSlot(obj, 3, &state), S_OK);
+    EXPECT_EQ(state, csReady);
 }
 
 TEST(Entry, NullOutPointersFailWithoutCrashing) {
