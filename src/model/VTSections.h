@@ -26,9 +26,8 @@ class TIgnoreListAdapter;
 using TCategoryFactory = std::function<Com<TVTCategory>(TVantrelShare& AVantrel)>;
 using TCategoryCatalogue = std::vector<TCategoryFactory>;
 
-// The product's catalogue, in creation order (rows are added by the issues
-// that build each category; application categories follow from the
-// definitions file).
+// The product's catalogue, in creation order (each category adds its row as
+// it is built; application categories follow from the definitions file).
 const TCategoryCatalogue& DefaultCatalogue();
 
 class TVTCategories final : public ComObject<ICategories> {
