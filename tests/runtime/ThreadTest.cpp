@@ -73,10 +73,12 @@ TEST(Thread, SleepByAndCheckEndsByTimeWakeOrTerminate) {
         {"time", 10, [](TestThread&) {}, TThread::SleepResult::TimedOut},
         {"wake", TThread::kInfinite, [](TestThread& t) { t.Wake(); }, TThread::SleepResult::Woken},
         {"terminate", TThread::kInfinite, [](TestThread& t) { t.Terminate(); }, TThread::SleepResult::Terminated},
+        // Both signalled when the sleeper looks: Terminated wins. (The other
+        // order would race: the sleeper may return Woken before Terminate.)
         {"terminate beats wake", TThread::kInfinite,
          [](TestThread& t) {
-             t.Wake();
              t.Terminate();
+             t.Wake();
          },
          TThread::SleepResult::Terminated},
     };
