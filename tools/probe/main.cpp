@@ -1,8 +1,11 @@
 // vantrel-probe: loads VantrelHelper.dll from its own folder through
 // GetInstance, the way a host does, and prints the library's version and the
-// engine's state, categories and options.
+// engine's state, categories and options; then runs one scan and one clean,
+// polling the state as a console host does, and prints the report.
+#include <chrono>
 #include <cstdio>
 #include <string>
+#include <thread>
 
 #include "vantrel/Client.hpp"
 
@@ -34,6 +37,24 @@ std::wstring FileVersion(const std::wstring& file) {
            L"." + std::to_wstring(HIWORD(info->dwFileVersionLS));
 }
 
+// Polls until the engine reaches `wanted`, printing progress as it moves.
+void WaitFor(ICleaner* cleaner, ICleanerStatistics* statistics, TCleanerState wanted) {
+    using vantrel::client::Check;
+    TCleanerState state{};
+    double shown = -1;
+    for (;;) {
+        Check(cleaner->GetState(&state));
+        double progress = 0;
+        Check(statistics->GetProgress(&progress));
+        if (progress >= shown + 10 || (state == wanted && progress != shown)) {
+            wprintf(L"  %3.0f%%  %ls\n", progress, StateName(state));
+            shown = progress;
+        }
+        if (state == wanted) return;
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    }
+}
+
 }  // namespace
 
 int wmain() {
@@ -62,6 +83,32 @@ int wmain() {
         } else {
             wprintf(L"categories: not available (%ls)\n", LastErrorMessage().c_str());
         }
+
+        Ptr<ICleanerStatistics> statistics;
+        Check(cleaner->GetStatistics(statistics.Put()));
+        const auto started = std::chrono::steady_clock::now();
+        wprintf(L"scanning (no backup service attached: removals would go straight to Windows)\n");
+        Check(cleaner->StartScanning(true));
+        WaitFor(cleaner.Get(), statistics.Get(), csScanned);
+        std::int32_t scanned = 0, detected = 0;
+        Check(statistics->GetTotalScannedItems(&scanned));
+        Check(statistics->GetTotalDetectedItems(&detected));
+        wprintf(L"scan: %d units scanned, %d items found\n", scanned, detected);
+
+        wprintf(L"cleaning\n");
+        Check(cleaner->StartCleaning(true));
+        WaitFor(cleaner.Get(), statistics.Get(), csCleaned);
+        const auto ms = std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - started);
+
+        Ptr<IVantrelReport> report = cleaner.As<IVantrelReport>();
+        if (!report) throw Error(E_NOINTERFACE, L"the engine has no report");
+        std::int32_t found = 0, removed = 0, failed = 0, ignored = 0;
+        Check(report->GetFoundItems(&found));
+        Check(report->GetRemovedItems(&removed));
+        Check(report->GetFailedToRemove(&failed));
+        Check(report->GetIgnoredItems(&ignored));
+        wprintf(L"report: found %d, removed %d, failed %d, ignored %d (scan and clean took %lld ms)\n", found, removed,
+                failed, ignored, static_cast<long long>(ms.count()));
         return 0;
     } catch (const Error& e) {
         fwprintf(stderr, L"vantrel-probe: %ls (0x%08lX)\n", e.Message().c_str(), static_cast<unsigned long>(e.Code()));
