@@ -10,6 +10,7 @@
 #include "platform/SysCalls.h"
 #include "platform/Win32.h"
 #include "runtime/DebugLog.h"
+#include "runtime/Exception.h"
 #include "runtime/FileSystem.h"
 #include "services/BVWrapper.h"
 #include "support/SiblingDoubles_win.h"
@@ -203,6 +204,29 @@ TEST_F(BVWrapperTest, LastWipeSizeAddsUpUntilRead) {
     EXPECT_FALSE(wrapper_.DeleteFile(folder_.Path(L"missing"), false));
     EXPECT_EQ(wrapper_.LastWipeSize(), 123u);
     EXPECT_EQ(wrapper_.LastWipeSize(), 0u);
+}
+
+TEST_F(BVWrapperTest, SaveWipeFileNeedsAServiceAndAFileButNotBVEnabled) {
+    const std::wstring path = MakeFile(L"s.bin", 6);
+    const auto raised = [&](const std::wstring& file) -> HRESULT {
+        try {
+            wrapper_.SaveWipeFile(file);
+            return S_OK;
+        } catch (const Exception& e) {
+            EXPECT_TRUE(e.Code() != E_ILLEGAL_METHOD_CALL || e.Message().empty());
+            return e.Code();
+        }
+    };
+    EXPECT_EQ(raised(path), E_ILLEGAL_METHOD_CALL) << "no service";
+    Attach();
+    wrapper_.SetBVEnabled(false);
+    EXPECT_EQ(raised(folder_.Path(L"missing")), E_ILLEGAL_METHOD_CALL);
+    EXPECT_TRUE(log_->Calls().empty());
+    EXPECT_EQ(raised(path), S_OK);
+    EXPECT_EQ(log_->Calls(), With({L"GetFiles()", L"BackupFile($f)"}, path));
+    EXPECT_TRUE(FileExists(path));
+    log_->Fail(L"BackupFile", E_ACCESSDENIED);
+    EXPECT_EQ(raised(path), E_ACCESSDENIED) << "the service's failure comes out as it is";
 }
 
 TEST_F(BVWrapperTest, BackedUpFileAndFolderRemovalGoThroughTheServiceAndAreChecked) {
