@@ -10,9 +10,6 @@ namespace vt {
 
 namespace {
 
-// The user ignore list is list number -1 of the ignore-lists file.
-constexpr std::int32_t kUserIgnoreList = -1;
-
 // Ends an update of the ignore-lists file on every way out.
 class UpdateScope {
 public:
@@ -83,7 +80,7 @@ std::int32_t TVTCategories::GetEnabledGategoriesCount() const {
 void TVTCategories::Link(bool Load) {
     FIgnoreList->Clear();
     UpdateScope update(*FIgnoreListsManager, true);
-    if (Load) FIgnoreListsManager->LoadIgnoreList(kUserIgnoreList, *FIgnoreList);
+    if (Load) FIgnoreListsManager->LoadIgnoreList(kUserIgnoreListId, *FIgnoreList);
     for (auto& category : FItems) category->SetLinks(FIgnoreListAdapter.Get());
 }
 
@@ -91,10 +88,10 @@ void TVTCategories::LoadIgnoreLists() { Link(true); }
 
 void TVTCategories::SaveIgnoreLists() {
     UpdateScope update(*FIgnoreListsManager, false);
-    if (FIgnoreListsManager->IgnoreListExists(kUserIgnoreList))
-        FIgnoreListsManager->ReplaceIgnoreList(kUserIgnoreList, *FIgnoreList);
+    if (FIgnoreListsManager->IgnoreListExists(kUserIgnoreListId))
+        FIgnoreListsManager->ReplaceIgnoreList(kUserIgnoreListId, *FIgnoreList);
     else
-        FIgnoreListsManager->AddIgnoreList(kUserIgnoreList, *FIgnoreList);
+        FIgnoreListsManager->AddIgnoreList(kUserIgnoreListId, *FIgnoreList);
 }
 
 HRESULT TVTCategories::GetCount(std::int32_t* count) {
