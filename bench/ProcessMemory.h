@@ -15,4 +15,9 @@ std::uint64_t PeakResidentBytes();
 // and a case's figure is exact only when no earlier case used more memory.
 bool ResetPeakResident();
 
+// Hands memory the allocator keeps after frees back to the system (glibc keeps
+// a freed million items resident), so a case starts from what is really in
+// use. Nothing to do on Windows, whose heap gives large frees back itself.
+void ReturnFreedMemory();
+
 }  // namespace vt::bench

@@ -1,6 +1,9 @@
 #include "ProcessMemory.h"
 
 #include <fstream>
+#if defined(__GLIBC__)
+#include <malloc.h>
+#endif
 #include <sstream>
 #include <string>
 
@@ -35,6 +38,12 @@ bool ResetPeakResident() {
     clear << "5";
     clear.flush();
     return static_cast<bool>(clear);
+}
+
+void ReturnFreedMemory() {
+#if defined(__GLIBC__)
+    malloc_trim(0);
+#endif
 }
 
 }  // namespace vt::bench

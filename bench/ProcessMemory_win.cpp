@@ -28,4 +28,6 @@ std::uint64_t PeakResidentBytes() {
 
 bool ResetPeakResident() { return false; }
 
+void ReturnFreedMemory() {}
+
 }  // namespace vt::bench
