@@ -1,5 +1,6 @@
 // The engine's state machine, its guards, the worker's walk over the
 // categories, and progress.
+#include <algorithm>
 #include <cmath>
 #include <mutex>
 
@@ -157,7 +158,7 @@ TEST(Vantrel, ScanCleanAndResetKeepTheStatistics) {
     EXPECT_EQ(Totals(*engine, &TVantrel::GetTotalDetectedItems), 5);
 }
 
-// Captures the debug log's lines for one test.
+// Captures the debug log's lines for one test; the worker logs too.
 class LogCapture {
 public:
     LogCapture() {
@@ -173,9 +174,7 @@ public:
     }
     int Count(const std::wstring& text) {
         std::lock_guard<std::mutex> guard(lock_);
-        int n = 0;
-        for (const auto& line : lines_) n += line.find(text) != std::wstring::npos;
-        return n;
+        return static_cast<int>(std::ranges::count_if(lines_, [&](const auto& l) { return l.find(text) != l.npos; }));
     }
 
 private:
