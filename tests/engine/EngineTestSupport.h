@@ -63,7 +63,6 @@ public:
         return L"C:\\cat" + std::to_wstring(id) + L"\\item" + std::to_wstring(i);
     }
     TVantrelShare& Engine() { return FVantrel; }
-    void SetItemCount(std::int32_t n) { items_ = n; }
 
     bool RemoveItem(TDetectedItem& item) override { return failLocations.count(item.Location()) == 0; }
     std::wstring ClassName() const override { return L"TTestCategory"; }
@@ -99,7 +98,7 @@ private:
         while (gateClosed.load() && !FVantrel.IsAborted()) std::this_thread::sleep_for(std::chrono::microseconds(200));
     }
 
-    std::int32_t items_;
+    const std::int32_t items_;
 };
 
 struct CategorySpec {
