@@ -93,8 +93,9 @@ public:
 
 private:
     void WaitAtGate() {
-        ++gateArrivals;
+        // Counted after the gate action, so a test that waits for an arrival sees its effect.
         if (atGate) atGate(*this);
+        ++gateArrivals;
         while (gateClosed.load() && !FVantrel.IsAborted()) std::this_thread::sleep_for(std::chrono::microseconds(200));
     }
 
