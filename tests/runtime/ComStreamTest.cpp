@@ -157,22 +157,5 @@ TEST(ComStream, FailuresRaiseTheStreamErrors) {
     EXPECT_EQ(ErrorOf([] { ComStreamAdapter none(nullptr); }), L"Stream is not assigned");
 }
 
-TEST(ComStream, MemoryIStreamAnswersItsInterfacesAndRefusesTheRest) {
-    auto stream = MakeCom<TMemoryIStream>();
-    EXPECT_TRUE(stream.Query<ISequentialStream>());
-    EXPECT_TRUE(stream.Query<IStream>());
-    EXPECT_TRUE(stream.Query<IUnknown>());
-    ULARGE_INTEGER any;
-    any.QuadPart = 1;
-    IStream* clone = reinterpret_cast<IStream*>(1);
-    EXPECT_EQ(stream->LockRegion(any, any, 0), STG_E_INVALIDFUNCTION);
-    EXPECT_EQ(stream->Stat(nullptr, 0), E_NOTIMPL);
-    EXPECT_EQ(stream->Clone(&clone), E_NOTIMPL);
-    EXPECT_EQ(clone, nullptr);
-    LARGE_INTEGER back;
-    back.QuadPart = -1;
-    EXPECT_EQ(stream->Seek(back, STREAM_SEEK_SET, nullptr), STG_E_INVALIDFUNCTION);
-}
-
 }  // namespace
 }  // namespace vt

@@ -206,19 +206,5 @@ TEST_F(RegistryTest, AnInjectedAccessDeniedFailsTheOpenUntilTheGuardRestoresTheC
     EXPECT_EQ(reg.CurrentPath(), path_);
 }
 
-TEST(RegistryRoots, MapToThePredefinedHandlesAndBack) {
-    const std::pair<RegistryRoot, HKEY> cases[] = {
-        {RegistryRoot::ClassesRoot, HKEY_CLASSES_ROOT}, {RegistryRoot::CurrentUser, HKEY_CURRENT_USER},
-        {RegistryRoot::LocalMachine, HKEY_LOCAL_MACHINE}, {RegistryRoot::Users, HKEY_USERS},
-        {RegistryRoot::CurrentConfig, HKEY_CURRENT_CONFIG},
-    };
-    for (const auto& [root, hkey] : cases) {
-        EXPECT_EQ(RegistryRootToHKEY(root), hkey);
-        EXPECT_EQ(HKEYToRegistryRoot(hkey), root);
-    }
-    EXPECT_EQ(HKEYToRegistryRoot(nullptr), std::nullopt);
-    EXPECT_EQ(HKEYToRegistryRoot(reinterpret_cast<HKEY>(static_cast<ULONG_PTR>(0x1234))), std::nullopt);
-}
-
 }  // namespace
 }  // namespace vt
