@@ -19,6 +19,8 @@ TVTReport::TVTReport(TVTCategories& ACategories) : FCategories(&ACategories) {}
 void TVTReport::Detach() {
     std::lock_guard<std::mutex> guard(FLock);
     FCategories = nullptr;
+    // Counts taken while the engine lived are dropped with it.
+    ResetLocked();
 }
 
 void TVTReport::ResetCounters() {

@@ -29,7 +29,7 @@ public:
     // Counts over ACategories, which must outlive the report or be detached first.
     explicit TVTReport(TVTCategories& ACategories);
 
-    // Forgets the registry (the engine is going); later counts find nothing.
+    // Forgets the registry and the counts (the engine is going); later counts find nothing.
     void Detach();
 
     // Counters, sizes and the counted mark to zero; the four stamps are kept.

@@ -231,7 +231,10 @@ void TVantrel::OnScanComplete() {
 void TVantrel::OnCleanComplete() {
     Guard guard(fLock);
     try {
-        // Counts the report while the results are fresh.
+        // Counts the report while the results are fresh. A count the host
+        // asked for after the scan would otherwise be served unchanged and
+        // show nothing of this clean.
+        fVTReport->ResetCounters();
         fVTReport->RemovedItems();
     } catch (const std::exception& e) {
         TDebugLog::Log(llError, kClassName, L"Report - %s", {WidenMessage(e.what())});

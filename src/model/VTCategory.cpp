@@ -62,7 +62,17 @@ TVTCategory::~TVTCategory() {
     FDetectedItems->ClearItems();
 }
 
-void TVTCategory::AfterConstruction() { fEnabled = !IsDisabledByDefault(); }
+void TVTCategory::AfterConstruction() {
+    // A concrete constructor may already have set the task name while the
+    // mark was still off; the first mark must count it like any later one.
+    SetMarkKeepingTaskCount(!IsDisabledByDefault());
+}
+
+void TVTCategory::SetMarkKeepingTaskCount(bool Value) {
+    if (Value == fEnabled) return;
+    fEnabled = Value;
+    UpdateTaskCount(Value);
+}
 
 TCategoryType TVTCategory::GetCategoryType() { return static_cast<TCategoryType>(static_cast<std::uint8_t>(FId)); }
 
@@ -177,7 +187,8 @@ void TVTCategory::LoadFromStream(TStreamWrapper& W) {
     // The list is read only for a checked category although it is always
     // written: results saved after the user unchecked a category with items
     // do not load back. The format is kept as it stands.
-    fEnabled = W.ReadBoolean();
+    // The task list counts enabled categories, so the restored mark moves it too.
+    SetMarkKeepingTaskCount(W.ReadBoolean());
     if (fEnabled) FDetectedItems->LoadFromStream(W);
     FIsScanned = true;
     FIsCleaned = false;
@@ -217,10 +228,7 @@ void TVTCategory::OnItemCheckMarkChanged() {
         Com<TDetectedItem> item = FDetectedItems->Get(i);
         NewEnabled = item && item->Checked();
     }
-    if (NewEnabled != fEnabled) {
-        fEnabled = NewEnabled;
-        UpdateTaskCount(NewEnabled);
-    }
+    SetMarkKeepingTaskCount(NewEnabled);
 }
 
 void TVTCategory::SetEnabledValue(bool Value) {

@@ -112,10 +112,13 @@ public:
 protected:
     explicit TVTCategory(TVantrelShare& AVantrel);
     ~TVTCategory() override;
-    // Sets the first check mark from IsDisabledByDefault.
+    // Sets the first check mark from IsDisabledByDefault, counting a task name
+    // the concrete constructor already set.
     virtual void AfterConstruction();
     // Moves this category's count in the engine's task list.
     void UpdateTaskCount(bool AEnabled);
+    // Sets the category's own mark (items untouched), moving the task count when it changes.
+    void SetMarkKeepingTaskCount(bool Value);
 
     std::wstring fName;
     TLocalizerStr fNameLz = S_EMPTY;

@@ -27,7 +27,7 @@ private:
 const TCategoryCatalogue& DefaultCatalogue() {
     // Rows in creation order: the Windows and Explorer categories, then the
     // browsers, then one category per application definition. Each category
-    // adds its row here when it is built.
+    // adds its row here (CategoryRow<T>(...)) when it is built.
     static const TCategoryCatalogue catalogue = {};
     return catalogue;
 }
@@ -37,8 +37,10 @@ TVTCategories::TVTCategories(TVantrelShare& AVantrel, const TCategoryCatalogue& 
       FIgnoreListsManager(std::make_unique<TIgnoreListsManager>()),
       FIgnoreList(std::make_unique<StringList>()),
       FIgnoreListAdapter(MakeCom<TIgnoreListAdapter>(FIgnoreList.get())) {
-    for (const auto& factory : ACatalogue)
-        if (Com<TVTCategory> category = factory(FVantrel)) AddCategory(std::move(category));
+    const TCategorySink add = [this](Com<TVTCategory> ACategory) {
+        if (ACategory) AddCategory(std::move(ACategory));
+    };
+    for (const TCategoryRow& row : ACatalogue) row.Build(FVantrel, add);
     // The list starts empty until the host loads the ignore lists.
     Link(false);
 }

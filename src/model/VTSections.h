@@ -3,12 +3,19 @@
 // identifier, owns the user ignore list every category consults, and loads
 // and saves the ignore lists.
 //
-// The catalogue is a list of factories, one row per category class in
-// creation order; tests build a registry over catalogues of their own.
+// The catalogue is a list of rows in creation order; tests build a registry
+// over catalogues of their own. A row of one category class is one line:
+//     CategoryRow<TRecentDocsCategory>(),
+//     CategoryRow<TCookiesCategory>(kBrowserIE, S_BROWSER_IE),
+// A row may also build nothing (a category that does not apply here) or
+// several categories in order (one per application definition).
 #pragma once
 
+#include <concepts>
 #include <functional>
 #include <memory>
+#include <type_traits>
+#include <utility>
 #include <vector>
 
 #include "model/VTCategory.h"
@@ -22,9 +29,46 @@ class TVantrelShare;
 class TIgnoreListsManager;
 class TIgnoreListAdapter;
 
-// One catalogue row: builds one category (or null when it does not apply).
+// Builds one category (null when it does not apply).
 using TCategoryFactory = std::function<Com<TVTCategory>(TVantrelShare& AVantrel)>;
-using TCategoryCatalogue = std::vector<TCategoryFactory>;
+// Receives each category a row builds, in order; the registry keeps it when installed.
+using TCategorySink = std::function<void(Com<TVTCategory> ACategory)>;
+// Builds any number of categories and hands each to the sink.
+using TCategoryGroupFactory = std::function<void(TVantrelShare& AVantrel, const TCategorySink& AAdd)>;
+
+// One catalogue row, made from either kind of factory.
+class TCategoryRow {
+public:
+    template <class F>
+        requires std::is_invocable_r_v<Com<TVTCategory>, F&, TVantrelShare&>
+    TCategoryRow(F AFactory)  // NOLINT(google-explicit-constructor): rows are written as plain lambdas
+        : FBuild([factory = TCategoryFactory(std::move(AFactory))](TVantrelShare& AVantrel, const TCategorySink& AAdd) {
+              if (Com<TVTCategory> category = factory(AVantrel)) AAdd(std::move(category));
+          }) {}
+
+    template <class F>
+        requires std::is_invocable_v<F&, TVantrelShare&, const TCategorySink&> &&
+                 (!std::is_invocable_v<F&, TVantrelShare&>)
+    TCategoryRow(F AFactory)  // NOLINT(google-explicit-constructor)
+        : FBuild(std::move(AFactory)) {}
+
+    // Builds the row's categories, handing each to AAdd in order.
+    void Build(TVantrelShare& AVantrel, const TCategorySink& AAdd) const { FBuild(AVantrel, AAdd); }
+
+private:
+    TCategoryGroupFactory FBuild;
+};
+
+using TCategoryCatalogue = std::vector<TCategoryRow>;
+
+// The row of category class T, built with the context and then AArgs (copied
+// into the row) and finished through TVTCategory::Create.
+template <class T, class... Args>
+TCategoryRow CategoryRow(Args... AArgs) {
+    return TCategoryFactory([... AArgs = std::move(AArgs)](TVantrelShare& AVantrel) -> Com<TVTCategory> {
+        return TVTCategory::Create<T>(AVantrel, AArgs...);
+    });
+}
 
 // The product's catalogue, in creation order (each category adds its row as
 // it is built; application categories follow from the definitions file).

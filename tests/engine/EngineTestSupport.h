@@ -102,17 +102,14 @@ private:
     const std::int32_t items_;
 };
 
-struct CategorySpec {
+struct CategoryShape {
     std::int32_t id;
     std::int32_t items;
 };
 
-inline Com<TVantrel> MakeEngine(const std::vector<CategorySpec>& specs) {
+inline Com<TVantrel> MakeEngine(const std::vector<CategoryShape>& shapes) {
     TCategoryCatalogue catalogue;
-    for (const CategorySpec& spec : specs)
-        catalogue.push_back([spec](TVantrelShare& v) -> Com<TVTCategory> {
-            return TVTCategory::Create<TestCategory>(v, spec.id, spec.items);
-        });
+    for (const CategoryShape& shape : shapes) catalogue.push_back(CategoryRow<TestCategory>(shape.id, shape.items));
     return MakeCom<TVantrel>(catalogue);
 }
 

@@ -43,13 +43,17 @@ TEST(Report, CountsAfterACleanAndRecountsOnlyWhenAsked) {
     Com<TVantrel> engine = MakeEngine({{0, 4}, {1, 2}});
     Cat(*engine, 0).failLocations = {TestCategory::LocationOf(0, 3)};
     ASSERT_TRUE(ScanToEnd(*engine));
+    Com<IVantrelReport> report;
+    ASSERT_EQ(engine->QueryInterface(IidOf<IVantrelReport>(), reinterpret_cast<void**>(report.Put())), S_OK);
+    // The host reads the report after the scan: the clean must count afresh all the same.
+    std::int32_t before = -1;
+    ASSERT_EQ(report->GetRemovedItems(&before), S_OK);
+    EXPECT_EQ(before, 0);
     Com<TDetectedItem> unchecked = Cat(*engine, 0).DetectedItems().Get(1);
     ASSERT_EQ(unchecked->SetEnabled(false), S_OK);
     ASSERT_EQ(engine->StartCleaning(false), S_OK);
     ASSERT_TRUE(ReachesState(*engine, csCleaned));
 
-    Com<IVantrelReport> report;
-    ASSERT_EQ(engine->QueryInterface(IidOf<IVantrelReport>(), reinterpret_cast<void**>(report.Put())), S_OK);
     struct Expect {
         HRESULT (STDMETHODCALLTYPE IVantrelReport::*getter)(std::int32_t*);
         std::int32_t value;
@@ -79,9 +83,14 @@ TEST(Report, CountsAfterACleanAndRecountsOnlyWhenAsked) {
     EXPECT_EQ(engine->Report().GetTotalFilesSize(true), 0);  // keeps the count
     ASSERT_EQ(report->GetIgnoredItems(&ignored), S_OK);
     EXPECT_EQ(ignored, 1);
+    // Only removed items add their wipe size; the failed one (item 3) does not.
+    Cat(*engine, 0).DetectedItems().Get(0)->SetWipeSize(100);
+    Cat(*engine, 0).DetectedItems().Get(3)->SetWipeSize(1000);
     EXPECT_EQ(engine->Report().GetTotalFilesSize(false), 0);  // next getter counts again
     ASSERT_EQ(report->GetIgnoredItems(&ignored), S_OK);
     EXPECT_EQ(ignored, 2);
+    ASSERT_EQ(report->GetWipeSize(&wiped), S_OK);
+    EXPECT_EQ(wiped, 100);
 
     // A new scan resets the report with the categories.
     ASSERT_TRUE(ScanToEnd(*engine));
@@ -96,6 +105,9 @@ TEST(Report, OutlivingTheEngineCountsNothing) {
         Com<TVantrel> engine = MakeEngine({{0, 2}});
         ASSERT_TRUE(ScanToEnd(*engine));
         ASSERT_EQ(engine->QueryInterface(IidOf<IVantrelReport>(), reinterpret_cast<void**>(report.Put())), S_OK);
+        std::int32_t counted = -1;
+        ASSERT_EQ(report->GetFoundItems(&counted), S_OK);
+        EXPECT_EQ(counted, 2);
     }
     std::int32_t found = -1;
     ASSERT_EQ(report->GetFoundItems(&found), S_OK);

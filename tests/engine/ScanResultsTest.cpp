@@ -3,16 +3,24 @@
 
 #include "EngineTestSupport.h"
 #include "runtime/ComStream.h"
+#include "services/BVWrapper.h"
 
 namespace vt::testing {
 namespace {
 
-std::vector<std::uint8_t> SavedScan(const std::vector<CategorySpec>& specs) {
-    Com<TVantrel> engine = MakeEngine(specs);
+std::vector<std::uint8_t> SavedScan(const std::vector<CategoryShape>& shapes) {
+    Com<TVantrel> engine = MakeEngine(shapes);
     EXPECT_TRUE(ScanToEnd(*engine));
     Com<TMemoryIStream> stream = MakeCom<TMemoryIStream>(std::vector<std::uint8_t>(100, 0xEE));
     EXPECT_EQ(engine->SaveScanResults(stream.Get()), S_OK);
     return stream->Bytes();
+}
+
+// The count the engine's task list holds for name (0 when absent).
+std::intptr_t TaskCount(TVantrel& engine, const wchar_t* name) {
+    StringList& tasks = engine.GetBVWrapper().WarningProcesses();
+    const int index = tasks.IndexOf(name);
+    return index < 0 ? 0 : tasks.Objects(index);
 }
 
 HRESULT Load(TVantrel& engine, std::vector<std::uint8_t> bytes) {
@@ -21,22 +29,27 @@ HRESULT Load(TVantrel& engine, std::vector<std::uint8_t> bytes) {
 }
 
 TEST(ScanResults, SaveThenLoadRoundTripsTotalsAndItems) {
-    const std::vector<CategorySpec> specs = {{0, 3}, {1, 2}};
-    const std::vector<std::uint8_t> bytes = SavedScan(specs);
+    const std::vector<CategoryShape> shapes = {{0, 3}, {1, 2}};
+    const std::vector<std::uint8_t> bytes = SavedScan(shapes);
     ASSERT_GE(bytes.size(), 27u);
     EXPECT_EQ(std::memcmp(bytes.data(), "VT_SCAN", 7), 0);
     std::int32_t categories = 0;
     std::memcpy(&categories, bytes.data() + 7 + 16, 4);
     EXPECT_EQ(categories, 2);
 
-    Com<TVantrel> loaded = MakeEngine(specs);
+    // The loader has one more category, absent from the results: it ends unchecked.
+    Com<TVantrel> loaded = MakeEngine({{0, 3}, {1, 2}, {2, 1}});
+    Cat(*loaded, 0).SetTaskName(L"app.exe");
     ASSERT_EQ(Load(*loaded, bytes), S_OK);
     EXPECT_EQ(StateOf(*loaded), csScanned);
+    EXPECT_FALSE(Cat(*loaded, 2).Enabled());
+    EXPECT_FALSE(Cat(*loaded, 2).IsScanned());
+    EXPECT_EQ(TaskCount(*loaded, L"app.exe"), 1);  // its category is checked again
     EXPECT_EQ(Totals(*loaded, &TVantrel::GetTotalDetectedItems), 5);
     EXPECT_EQ(Totals(*loaded, &TVantrel::GetTotalScannedItems), 5);
     for (std::int32_t c = 0; c < 2; ++c) {
         TDetectedItems& items = Cat(*loaded, c).DetectedItems();
-        ASSERT_EQ(items.Count(), specs[c].items) << c;
+        ASSERT_EQ(items.Count(), shapes[c].items) << c;
         for (std::int32_t i = 0; i < items.Count(); ++i)
             EXPECT_EQ(items.Get(i)->Location(), TestCategory::LocationOf(c, i));
         EXPECT_TRUE(Cat(*loaded, c).Enabled());
@@ -49,8 +62,8 @@ TEST(ScanResults, SaveThenLoadRoundTripsTotalsAndItems) {
 // A failed load leaves the engine csReady, without results, with the host's
 // check marks, and able to scan.
 TEST(ScanResults, FailedLoadsLeaveTheEngineUsable) {
-    const std::vector<CategorySpec> specs = {{0, 3}, {1, 2}};
-    const std::vector<std::uint8_t> good = SavedScan(specs);
+    const std::vector<CategoryShape> shapes = {{0, 3}, {1, 2}};
+    const std::vector<std::uint8_t> good = SavedScan(shapes);
     auto truncated = good;
     truncated.resize(good.size() - 5);
     auto badSignature = good;
@@ -61,15 +74,15 @@ TEST(ScanResults, FailedLoadsLeaveTheEngineUsable) {
     struct Case {
         const char* name;
         std::vector<std::uint8_t> bytes;
-        std::vector<CategorySpec> loader;
+        std::vector<CategoryShape> loader;
         HRESULT hr;
         std::wstring message;
     };
     const Case cases[] = {
-        {"truncated", truncated, specs, E_FAIL, L"Stream read error"},
-        {"bad signature", badSignature, specs, E_ILLEGAL_METHOD_CALL, L""},
-        {"shorter than the signature", {'V', 'T'}, specs, E_ILLEGAL_METHOD_CALL, L""},
-        {"unknown category", unknownCategory, specs, E_FAIL, L"Category not found!"},
+        {"truncated", truncated, shapes, E_FAIL, L"Stream read error"},
+        {"bad signature", badSignature, shapes, E_ILLEGAL_METHOD_CALL, L""},
+        {"shorter than the signature", {'V', 'T'}, shapes, E_ILLEGAL_METHOD_CALL, L""},
+        {"unknown category", unknownCategory, shapes, E_FAIL, L"Category not found!"},
         // The count includes categories without items, which write no entry.
         {"category without items", SavedScan({{0, 3}, {1, 0}}), {{0, 3}, {1, 0}}, E_FAIL, L"Stream read error"},
     };
@@ -77,7 +90,9 @@ TEST(ScanResults, FailedLoadsLeaveTheEngineUsable) {
         SCOPED_TRACE(c.name);
         Com<TVantrel> engine = MakeEngine(c.loader);
         Cat(*engine, 1).SetEnabledValue(false);
+        Cat(*engine, 0).SetTaskName(L"app.exe");
         EXPECT_EQ(Load(*engine, c.bytes), c.hr);
+        EXPECT_EQ(TaskCount(*engine, L"app.exe"), 1);
         EXPECT_EQ(TakeErrorInfoMessage(), c.message);
         EXPECT_EQ(StateOf(*engine), csReady);
         EXPECT_EQ(Totals(*engine, &TVantrel::GetTotalDetectedItems), 0);

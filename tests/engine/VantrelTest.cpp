@@ -225,6 +225,62 @@ TEST(Vantrel, CategoryProgressIsCappedAndNothingDividesByZero) {
     EXPECT_EQ(ProgressOf(*empty), 20.0);
 }
 
+TEST(Vantrel, ScanProgressMixesCategoriesDoneWithItemsScanned) {
+    // Three enabled categories; the reports come from the second (one done).
+    Com<TVantrel> engine = MakeEngine({{0, 0}, {1, 0}, {2, 0}});
+    struct Report {
+        double categoryProgress;
+        std::int32_t scannedAdded;
+        double expected;
+    };
+    const Report reports[] = {
+        {50, 0, 25.0},                                      // ((100 + 50) / 3 + 0) / 2
+        {50, 1000, 50.0},                                   // ((100 + 50) / 3 + 1000 * 100 / 2000) / 2
+        {150, 2000, ((200.0 / 3) + 75.0) / 2},              // capped at 100; 3000 scanned
+        {0, 0, ((100.0 / 3) + 75.0) / 2},                   // lower than before: taken as is
+    };
+    std::vector<double> seen;
+    Cat(*engine, 1).atGate = [&](TestCategory& c) {
+        for (const Report& r : reports) {
+            c.Engine().SetCurrentItem(nullptr, 0, r.scannedAdded);
+            c.Engine().SetProgress(r.categoryProgress);
+            seen.push_back(ProgressOf(*engine));
+        }
+    };
+    ASSERT_TRUE(ScanToEnd(*engine));
+    ASSERT_EQ(seen.size(), std::size(reports));
+    for (std::size_t i = 0; i < seen.size(); ++i) EXPECT_DOUBLE_EQ(seen[i], reports[i].expected) << i;
+}
+
+TEST(Vantrel, CleanProgressCountsItemsProcessedOverCheckedItems) {
+    Com<TVantrel> engine = MakeEngine({{0, 4}});
+    TestCategory& cat = Cat(*engine, 0);
+    ASSERT_TRUE(ScanToEnd(*engine));
+    std::vector<double> seen;
+    cat.onRemove = [&](TestCategory& c) {
+        TVantrelShare& share = c.Engine();
+        Com<TDetectedItem> items[4];
+        for (int i = 0; i < 4; ++i) items[i] = c.DetectedItems().Get(i);
+        share.OnItemRemoved(items[0].Get());  // not removed: neither counted nor progressed
+        seen.push_back(ProgressOf(*engine));
+        for (int i = 0; i < 4; ++i) {
+            items[i]->SetRemovingWasPerformed(true);
+            if (i == 1) {
+                items[i]->SetItemFailedToRemove(true);
+                share.OnItemFailed(items[i].Get());
+            } else {
+                share.OnItemRemoved(items[i].Get());
+            }
+            seen.push_back(ProgressOf(*engine));
+        }
+    };
+    ASSERT_EQ(engine->StartCleaning(false), S_OK);
+    ASSERT_TRUE(ReachesState(*engine, csCleaned));
+    EXPECT_EQ(seen, (std::vector<double>{0, 25, 50, 75, 100}));
+    EXPECT_EQ(Totals(*engine, &TVantrel::GetTotalRemovedItems), 3);
+    EXPECT_EQ(Totals(*engine, &TVantrel::GetTotalFailedItems), 1);
+}
+
 TEST(Vantrel, SmoothProgressClimbsInStepsOfOneWithTheLockReleased) {
     Com<TVantrel> engine = MakeEngine({{0, 0}});
     TestCategory& cat = Cat(*engine, 0);

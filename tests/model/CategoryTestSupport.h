@@ -37,9 +37,13 @@ public:
 
 class ScriptedCategory final : public TVTCategory {
 public:
-    ScriptedCategory(TVantrelShare& v, std::int32_t id, bool installed = true) : TVTCategory(v), installed_(installed) {
+    // A task name given here is set by the constructor, as concrete categories do.
+    ScriptedCategory(TVantrelShare& v, std::int32_t id, bool installed = true, const std::wstring& taskName = {},
+                     bool disabledByDefault = false)
+        : TVTCategory(v), installed_(installed), disabledByDefault_(disabledByDefault) {
         FId = id;
         fName = L"Scripted " + std::to_wstring(id);
+        if (!taskName.empty()) SetTaskName(taskName);
     }
 
     bool RemoveItem(TDetectedItem& item) override {
@@ -55,6 +59,8 @@ public:
         return installed_;
     }
     bool BeforeRemove() override { return beforeRemove; }
+    bool IsDisabledByDefault() override { return disabledByDefault_; }
+    std::int32_t GetPendingCount() override { return pending; }
     std::wstring ClassName() const override { return L"TScriptedCategory"; }
 
     // Adds a checked item with this location (and display name).
@@ -73,9 +79,11 @@ public:
     bool beforeRemove = true;
     int searches = 0;
     int installChecks = 0;
+    std::int32_t pending = 0;
 
 private:
     bool installed_;
+    bool disabledByDefault_;
 };
 
 }  // namespace vt::testing

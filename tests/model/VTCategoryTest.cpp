@@ -1,11 +1,17 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <chrono>
+
 #include "CategoryTestSupport.h"
 #include "model/StreamWrapper.h"
 #include "model/VTSections.h"
 #include "runtime/ComBoundary.h"
+#include "runtime/DebugLog.h"
+#include "runtime/FileSystem.h"
 #include "runtime/Stream.h"
 #include "services/IgnoreListAdapter.h"
+#include "services/TempFolder.h"
 
 namespace vt::testing {
 namespace {
@@ -149,6 +155,100 @@ TEST(CategoryBase, ProgressIsReportedInBatches) {
     EXPECT_EQ(v.scanned, 2);
     category->ReportProgress(0, true);
     EXPECT_DOUBLE_EQ(v.progress.back(), 100.0);
+    // With UseCount the units still pending shape the percentage; without it they are not asked.
+    category->pending = 300;
+    category->ReportProgress(100, true, true);
+    EXPECT_DOUBLE_EQ(v.progress.back(), 25.0);
+    category->ReportProgress(100, true, false);
+    EXPECT_DOUBLE_EQ(v.progress.back(), 3.0);
+}
+
+TEST(CategoryBase, ProgressReportsYieldFiveMillisecondsAtMostEvery150) {
+    using namespace std::chrono;
+    RecordingVantrel v;
+    auto category = MakeCategory(v, 5);
+    auto start = steady_clock::now();
+    category->ReportProgress(0, true);  // the first report since construction yields
+    EXPECT_GE(steady_clock::now() - start, 5ms);
+    start = steady_clock::now();
+    for (int i = 0; i < 40; ++i) category->ReportProgress(0, true);
+    // Yielding on every report would take at least 200 ms.
+    EXPECT_LT(steady_clock::now() - start, 120ms);
+    EXPECT_EQ(v.progress.size(), 41u);
+}
+
+TEST(CategoryBase, TaskCountFollowsTheFirstMarkTheInstalledCheckAndARestoredMark) {
+    RecordingVantrel v;
+    StringList& tasks = v.wrapper.WarningProcesses();
+    const auto countOf = [&](const wchar_t* name) {
+        const int index = tasks.IndexOf(name);
+        return index < 0 ? std::intptr_t{0} : tasks.Objects(index);
+    };
+    // Each names its task in its constructor, before its first check mark is set.
+    const TCategoryCatalogue catalogue = {
+        CategoryRow<ScriptedCategory>(1, true, std::wstring(L"app.exe"), false),
+        CategoryRow<ScriptedCategory>(2, false, std::wstring(L"app.exe"), false),   // absent: dropped
+        CategoryRow<ScriptedCategory>(3, true, std::wstring(L"other.exe"), true),  // unchecked by default
+    };
+    auto registry = MakeCom<TVTCategories>(v, catalogue);
+    ASSERT_EQ(registry->Count(), 2);
+    EXPECT_EQ(countOf(L"app.exe"), 1);
+    EXPECT_EQ(countOf(L"other.exe"), 0);
+    EXPECT_EQ(registry->GetEnabledGategoriesCount(), 1);
+    registry->GetItemObj(1).SetEnabledValue(true);
+    EXPECT_EQ(countOf(L"other.exe"), 1);
+    EXPECT_EQ(registry->GetEnabledGategoriesCount(), 2);
+
+    // A mark read back from scan results counts like one the host sets.
+    TVTCategory& app = registry->GetItemObj(0);
+    MemoryStream bytes;
+    {
+        TStreamWrapper w(bytes);
+        app.SaveToStream(w);
+    }
+    app.SetEnabledValue(false);
+    EXPECT_EQ(countOf(L"app.exe"), 0);
+    bytes.Seek(0);
+    TStreamWrapper r(bytes);
+    app.LoadFromStream(r);
+    EXPECT_TRUE(app.Enabled());
+    EXPECT_EQ(countOf(L"app.exe"), 1);
+}
+
+TEST(CategoryBase, LogsTheInstalledAnswerIgnoredLocationsAndLockedFiles) {
+    std::vector<std::wstring> lines;
+    TDebugLog::SetSink([&](const std::wstring& line) { lines.push_back(line); });
+    TDebugLog::SetLevel(llInfo);
+    const auto logged = [&](const std::wstring& text) {
+        return std::ranges::count_if(lines, [&](const std::wstring& l) { return l.find(text) != l.npos; });
+    };
+    RecordingVantrel v;
+    auto absent = MakeCategory(v, 1, false);
+    EXPECT_FALSE(absent->IsInstalled());
+    EXPECT_FALSE(absent->IsInstalled());
+
+    StringList entries;
+    auto adapter = MakeCom<TIgnoreListAdapter>(&entries);
+    std::int32_t index = -1;
+    ASSERT_EQ(adapter->Add(L"C:\\Temp\\*", L"", &index), S_OK);
+    auto category = MakeCategory(v, 2);
+    category->SetLinks(adapter.Get());
+    EXPECT_TRUE(category->IsIgnored(L"C:\\Temp\\a.log", L"*.log"));
+
+    test::TempFolder folder;
+    ASSERT_TRUE(ForceDirectories(folder.Root()));
+    const std::wstring present = folder.Path(L"present.txt");
+    const std::wstring missing = folder.Path(L"missing.txt");
+    ASSERT_TRUE(WriteWholeFile(present, {1, 2, 3}));
+    EXPECT_TRUE(category->CanOpenForDelete(present));
+    EXPECT_FALSE(category->CanOpenForDelete(missing));
+    TDebugLog::SetLevel(llNone);
+    TDebugLog::SetSink({});
+
+    EXPECT_EQ(logged(L"Category.TScriptedCategory(Scripted 1).IsInstalled = False"), 1);  // asked once
+    EXPECT_EQ(logged(L"Ignored Location and mask: \"C:\\Temp\\a.log\", \"*.log\" by \"C:\\Temp\\*\""), 1);
+    EXPECT_EQ(logged(L"Locked file: " + missing), 1);
+    EXPECT_EQ(logged(L"Locked file: " + present), 0);
 }
 
 TEST(CategoryBase, UncheckedCategoryWritesItsItemsButDoesNotReadThemBack) {
@@ -188,17 +288,22 @@ TEST(CategoryBase, UncheckedCategoryWritesItsItemsButDoesNotReadThemBack) {
 
 TEST(CategoryRegistry, KeepsInstalledCategoriesInOrderAndFindsThemById) {
     RecordingVantrel v;
-    TCategoryCatalogue catalogue;
-    const std::pair<std::int32_t, bool> rows[] = {{0, true}, {5, false}, {3, true}, {59, true}, {59, true}};
-    for (auto [id, installed] : rows)
-        catalogue.push_back([id = id, installed = installed](TVantrelShare& s) -> Com<TVTCategory> {
-            return TVTCategory::Create<ScriptedCategory>(s, id, installed);
-        });
+    const TCategoryCatalogue catalogue = {
+        CategoryRow<ScriptedCategory>(0),
+        CategoryRow<ScriptedCategory>(5, false),
+        [](TVantrelShare&) -> Com<TVTCategory> { return nullptr; },  // a row that does not apply here
+        CategoryRow<ScriptedCategory>(3),
+        // One row, several categories (application definitions share one identifier).
+        [](TVantrelShare& s, const TCategorySink& add) {
+            for (bool installed : {true, false, true}) add(TVTCategory::Create<ScriptedCategory>(s, 59, installed));
+        },
+    };
     auto registry = MakeCom<TVTCategories>(v, catalogue);
     ASSERT_EQ(registry->Count(), 4);
     EXPECT_EQ(registry->GetItemObjByID(0), &registry->GetItemObj(0));
     EXPECT_EQ(registry->GetItemObjByID(3), &registry->GetItemObj(1));
     EXPECT_EQ(registry->GetItemObjByID(59), &registry->GetItemObj(2));  // the first application
+    EXPECT_EQ(registry->GetItemObj(3).GetCategoryType(), 59);
     EXPECT_EQ(registry->GetItemObjByID(5), nullptr);
 
     ICategory* category = reinterpret_cast<ICategory*>(0x1);
