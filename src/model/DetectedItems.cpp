@@ -147,6 +147,10 @@ void TDetectedItem::AppendFolded(Com<TDetectedItem> AItem) {
 
 void TDetectedItem::AddToGroup(Com<TDetectedItem> AItem) {
     if (!AItem) ThrowNullPointer(L"Detected item is not assigned");
+    // An item still in a list would stay in that list's indexes after it stops
+    // being a head, and a head folded into itself would be saved endlessly.
+    if (AItem.Get() == this) ThrowInvalidOperation(L"Detected item cannot be grouped into itself");
+    if (AItem->Owner() != nullptr) ThrowInvalidOperation(L"Detected item already belongs to a list");
     TDetectedItem* item = AItem.Get();
     item->BecomeFolded();
     if (TDetectedItems* owner = Owner()) {

@@ -68,7 +68,9 @@ public:
     // "DetectedItem(Name='%s', Text='%s', Location='%s'" (no closing parenthesis).
     std::wstring AsString() const;
 
-    // Folds AItem into this group head: its name is cleared, it stops being a head.
+    // Folds AItem into this group head: its name is cleared, it stops being a
+    // head. Raises the invalid-operation error, changing nothing, when AItem
+    // is this item or still belongs to a list.
     void AddToGroup(Com<TDetectedItem> AItem);
     // The folded item at AIndex, null when out of range.
     TDetectedItem* GetGroupedItems(std::int32_t AIndex) const;

@@ -1,5 +1,7 @@
 #include "services/Wow64KeyMapping.h"
 
+#include <atomic>
+
 #include "runtime/DebugLog.h"
 #include "runtime/OSInfo.h"
 #include "runtime/ProcessInfo.h"
@@ -144,10 +146,23 @@ TKeyMappingChecker::TKeyMappingChecker(bool isWow64Process, int windowsVersion) 
     DumpKeysTree();
 }
 
+namespace {
+
+// The checker installed by a ScopedInstance; null: the running process's own.
+std::atomic<const TKeyMappingChecker*> gInstalledChecker{nullptr};
+
+}  // namespace
+
 const TKeyMappingChecker& TKeyMappingChecker::Instance() {
+    if (const TKeyMappingChecker* installed = gInstalledChecker.load()) return *installed;
     static const TKeyMappingChecker instance(ProcessInfo::IsWow64Process(), OSInfo::WindowsVersion());
     return instance;
 }
+
+TKeyMappingChecker::ScopedInstance::ScopedInstance(const TKeyMappingChecker& checker)
+    : FPrevious(gInstalledChecker.exchange(&checker)) {}
+
+TKeyMappingChecker::ScopedInstance::~ScopedInstance() { gInstalledChecker.store(FPrevious); }
 
 void TKeyMappingChecker::AddKey(std::wstring_view path, TMappingMode mode) {
     const std::wstring trimmed = ExcludeTrailingPathDelimiter(path);

@@ -53,8 +53,25 @@ public:
     // version number (15 is Windows 7) and logs it at llInfo ("DumpKeysTree").
     TKeyMappingChecker(bool isWow64Process, int windowsVersion);
 
-    // The process-wide checker for the running process, built on first use.
+    // The process-wide checker: the one a ScopedInstance installed, if any;
+    // otherwise the one for the running process, built on first use.
     static const TKeyMappingChecker& Instance();
+
+    // While it lives, makes checker the process-wide one, so that callers of
+    // Instance (detected items' "(x32)" locations) can be run for another
+    // process kind or Windows version. The previous one is restored at the
+    // end; checker must outlive the scope. Meant for tests: install it before
+    // other threads use Instance.
+    class ScopedInstance {
+    public:
+        explicit ScopedInstance(const TKeyMappingChecker& checker);
+        ~ScopedInstance();
+        ScopedInstance(const ScopedInstance&) = delete;
+        ScopedInstance& operator=(const ScopedInstance&) = delete;
+
+    private:
+        const TKeyMappingChecker* FPrevious;
+    };
 
     // The mode of Key (a full path, trailing backslash ignored): that of the
     // deepest node on its path with a mode of its own; mmShared when none.

@@ -16,6 +16,7 @@
 #include "runtime/DebugLog.h"
 #include "runtime/Exception.h"
 #include "runtime/Stream.h"
+#include "services/Wow64KeyMapping.h"
 
 namespace vt {
 namespace {
@@ -159,6 +160,33 @@ TEST_F(DetectedItemsTest, SetLocationStripsTheX64PrefixAndTypesWhatRemains) {
         ASSERT_EQ(item->GetLocationType(&type), S_OK);
         EXPECT_EQ(type, c.type) << c.given;
         EXPECT_EQ(Text(&IDetectedItem::GetLocation, *item), c.stored) << c.given;
+    }
+}
+
+TEST_F(DetectedItemsTest, SetLocationGivesX32KeysTheirNativeName) {
+    // Windows 7 numbering (15); a WOW64 process and a native one.
+    const TKeyMappingChecker wow64(true, 15), native(false, 15);
+    const std::wstring hklm = L"HKEY_LOCAL_MACHINE\\SOFTWARE\\";
+    struct Case {
+        const TKeyMappingChecker& checker;
+        std::wstring given, stored;
+    };
+    const Case cases[] = {
+        {wow64, L"(x32)" + hklm + L"Vendor\\\\Value", hklm + L"Wow6432Node\\Vendor\\\\Value"},
+        // Only the key before the first value separator is translated.
+        {wow64, L"(X32)" + hklm + L"Vendor\\\\Val\\\\ue", hklm + L"Wow6432Node\\Vendor\\\\Val\\\\ue"},
+        {wow64, L"(x32)" + hklm + L"Vendor\\Key", hklm + L"Wow6432Node\\Vendor\\Key"},
+        {wow64, L"(x32)" + hklm + L"Microsoft\\Windows NT\\CurrentVersion\\Fonts\\\\Arial",
+         hklm + L"Microsoft\\Windows NT\\CurrentVersion\\Fonts\\\\Arial"},
+        {wow64, L"(x32)HKEY_CURRENT_USER\\Software\\Vendor\\\\V", L"HKEY_CURRENT_USER\\Software\\Vendor\\\\V"},
+        {native, L"(x32)" + hklm + L"Vendor\\\\Value", hklm + L"Vendor\\\\Value"},
+        {wow64, L"(x64)" + hklm + L"Vendor\\\\Value", hklm + L"Vendor\\\\Value"},
+    };
+    for (const auto& c : cases) {
+        const TKeyMappingChecker::ScopedInstance scope(c.checker);
+        Com<TDetectedItem> item = NewItem(c.given);
+        EXPECT_EQ(item->Location(), c.stored) << testing::PrintToString(c.given);
+        EXPECT_EQ(item->LocationType(), ltRegistry) << testing::PrintToString(c.given);
     }
 }
 
@@ -329,6 +357,14 @@ TEST_F(DetectedItemsTest, GroupHeadsOfTheSameNameFoldIntoTheFirst) {
     EXPECT_EQ(list->FCountCanBeDeleted.load(), count);
     EXPECT_TRUE(head->MemberOfGroup());
     EXPECT_FALSE(list->Get(count - 1)->MemberOfGroup());
+
+    // Only a loose item can be folded: not one still in a list, nor the head itself.
+    for (const Com<TDetectedItem>& refused : {list->Get(count - 1), head}) {
+        EXPECT_THROW(head->AddToGroup(refused), Exception);
+        EXPECT_EQ(refused->Owner(), list.Get());
+    }
+    EXPECT_EQ(head->GroupedCount(), folded);
+    EXPECT_FALSE(Add(*list, L"C:\\four")) << "the refused item still holds its location";
 }
 
 TEST_F(DetectedItemsTest, GroupHeadLookupFollowsNameChanges) {
@@ -630,25 +666,30 @@ TEST_F(DetectedItemsTest, HostReadsWhileWorkerAddsAndRemoves) {
     Com<TDetectedItems> list = MakeCom<TDetectedItems>(category.Get());
     list->FAllowDuplicates = false;
     std::atomic<bool> done{false};
+    std::atomic<std::int64_t> reads{0};
     // The worker's script is deterministic; the host only reads and changes
     // check marks, so the final list equals that of the script run alone.
-    auto script = [](TDetectedItems& target) {
+    // Halfway through, the worker waits until the host has read an item, so
+    // that reading and writing overlap however the threads are scheduled.
+    auto script = [](TDetectedItems& target, const std::function<void()>& halfway) {
         for (int i = 0; i < 3000; ++i) {
+            if (i == 1500) halfway();
             Add(target, L"C:\\f" + std::to_wstring(i % 2000), i % 2 == 0, i % 7 == 0, L"name" + std::to_wstring(i % 50));
             if (i % 5 == 4) target.Remove(target.Get(target.Count() / 2).Get());
         }
     };
     std::thread worker([&] {
-        script(*list);
+        script(*list, [&] {
+            while (reads.load() == 0) std::this_thread::yield();
+        });
         done = true;
     });
-    std::int64_t reads = 0;
     while (!done) {
         std::int32_t count = 0;
         list->GetCount(&count);
         for (std::int32_t i = count - 1; i >= 0 && i >= count - 20; --i) {
             Com<IDetectedItem> item;
-            ASSERT_EQ(list->GetItem(i, item.Put()), S_OK);
+            EXPECT_EQ(list->GetItem(i, item.Put()), S_OK);
             if (!item) continue;
             Text(&IDetectedItem::GetItemName, *item);
             item->SetEnabled(i % 3 != 0);
@@ -659,13 +700,12 @@ TEST_F(DetectedItemsTest, HostReadsWhileWorkerAddsAndRemoves) {
 
     Com<TDetectedItems> alone = MakeCom<TDetectedItems>(nullptr);
     alone->FAllowDuplicates = false;
-    script(*alone);
+    script(*alone, [] {});
     ASSERT_EQ(list->Count(), alone->Count());
     for (std::int32_t i = 0; i < list->Count(); ++i) {
         EXPECT_EQ(list->Get(i)->Location(), alone->Get(i)->Location()) << i;
         EXPECT_EQ(list->Get(i)->GroupedCount(), alone->Get(i)->GroupedCount()) << i;
     }
-    EXPECT_GT(reads, 0);
 }
 
 }  // namespace

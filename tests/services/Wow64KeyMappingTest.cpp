@@ -95,6 +95,21 @@ TEST(Wow64KeyMapping, NativeKeyInsertsWow6432NodeAfterTheFirstMatchingRoot) {
         EXPECT_EQ(native.MappingMode(key), mmShared);
 }
 
+TEST(Wow64KeyMapping, ScopedInstanceStandsInForTheProcessWideChecker) {
+    const TKeyMappingChecker& own = TKeyMappingChecker::Instance();
+    const TKeyMappingChecker vista(true, kVista), win7(true, kWin7);
+    {
+        const TKeyMappingChecker::ScopedInstance outer(vista);
+        EXPECT_EQ(&TKeyMappingChecker::Instance(), &vista);
+        {
+            const TKeyMappingChecker::ScopedInstance inner(win7);
+            EXPECT_EQ(TKeyMappingChecker::Instance().MappingMode(kNt + L"Console"), mmShared);
+        }
+        EXPECT_EQ(TKeyMappingChecker::Instance().MappingMode(kNt + L"Console"), mmRedirected);
+    }
+    EXPECT_EQ(&TKeyMappingChecker::Instance(), &own);
+}
+
 TEST(Wow64KeyMapping, TreeIsLoggedOneLevelDeeperPerComponent) {
     std::vector<std::wstring> lines;
     const TLogLevel saved = TDebugLog::Level();
