@@ -250,7 +250,8 @@ TEST_F(BVWrapperTest, BackedUpFileAndFolderRemovalGoThroughTheServiceAndAreCheck
         wrapper_.SetBackvault(c.active ? service_.Get() : nullptr);
         const std::wstring path = folder_.Path(L"target");
         if (c.folder) { ASSERT_TRUE(ForceDirectories(path)); }
-        const Bytes original = c.folder ? Bytes{} : ReadWholeFile(MakeFile(L"target", 9));
+        // Read-only: the attributes are reset before the service is asked.
+        const Bytes original = c.folder ? Bytes{} : ReadWholeFile(MakeFile(L"target", 9, FILE_ATTRIBUTE_READONLY));
         log_->Clear();
         log_->Heal();
         if (c.fault) log_->Fail(c.fault, c.answer);
@@ -259,6 +260,7 @@ TEST_F(BVWrapperTest, BackedUpFileAndFolderRemovalGoThroughTheServiceAndAreCheck
         EXPECT_EQ(log_->Calls(), With(c.calls, path)) << c.name;
         EXPECT_EQ(c.folder ? DirectoryExists(path) : FileExists(path), !c.result) << c.name;
         if (!c.folder && c.result) { EXPECT_EQ(log_->backups[path], original) << c.name; }
+        ::SetFileAttributesW(path.c_str(), FILE_ATTRIBUTE_NORMAL);
         ::DeleteFileW(path.c_str());
         ::RemoveDirectoryW(path.c_str());
     }
@@ -316,6 +318,43 @@ TEST_F(BVWrapperTest, BackedUpKeyDeletionRemovesTheTreeDeepestFirstValueByValue)
     EXPECT_EQ(log_->Calls().size(), 2 * log_->Operations().size()) << "a fresh registry interface per operation";
     EXPECT_EQ(Names(L"", true), Calls{L"keep"});
     EXPECT_EQ(Names(L"keep", false), Calls{L"k"});
+}
+
+TEST_F(BVWrapperTest, BackedUpKeyDeletionStopsAtTheFirstFailureButNotAtAKeyItCannotOpen) {
+    const struct {
+        const char* name;
+        const wchar_t* fault;
+        bool result;
+        Calls calls, subKeysLeft, valuesLeft;
+    } cases[] = {
+        // The service is still asked to delete (and record) a key the wrapper could not open.
+        {"key cannot be opened", L"OpenKey", true,
+         {L"OpenKey(scratch, tree, 0, 0xF003F)", L"DeleteKey(scratch, tree)"}, {L"<none>"}, {L"<none>"}},
+        // A sub-key that cannot go stops the walk: nothing else below the key is touched.
+        {"a sub-key cannot be deleted", L"DeleteKey", false,
+         {L"OpenKey(scratch, tree, 0, 0xF003F)", L"OpenKey(scratch\\tree, b, 0, 0xF003F)",
+          L"CloseKey(scratch\\tree\\b)", L"DeleteKey(scratch\\tree, b)", L"CloseKey(scratch\\tree)"},
+         {L"a", L"b"}, {L"v"}},
+    };
+    Attach();
+    for (const auto& c : cases) {
+        const bool leaf = c.result;  // the first case deletes for real, so its key must be a leaf
+        if (leaf) {
+            MakeKey(L"tree");
+        } else {
+            MakeKey(L"tree", {L"v"});
+            MakeKey(L"tree\\a");
+            MakeKey(L"tree\\b");
+        }
+        log_->Clear();
+        log_->Heal();
+        log_->Fail(c.fault, HRESULT_FROM_WIN32(ERROR_ACCESS_DENIED));
+        EXPECT_EQ(wrapper_.RegKeyDeleteKey(key_.Get(), L"\\tree\\"), c.result) << c.name;
+        EXPECT_EQ(log_->Operations(), c.calls) << c.name;
+        EXPECT_EQ(Names(L"tree", true), c.subKeysLeft) << c.name;
+        EXPECT_EQ(Names(L"tree", false), c.valuesLeft) << c.name;
+        ::RegDeleteTreeW(key_.Get(), L"tree");
+    }
 }
 
 TEST_F(BVWrapperTest, DirectKeyDeletionRefusesATreeAndDeletesALeaf) {
@@ -432,6 +471,10 @@ TEST_F(BVWrapperTest, StoreBinaryRecordsTheCurrentBytesOnlyWhenBackedUp) {
                                          L"SetValue(scratch\\app, List, 0, 3, 78 00 00 00, 4)",
                                          L"CloseKey(scratch\\app)"}));
     EXPECT_EQ(Value(L"app", L"List"), (std::pair<DWORD, Bytes>{REG_BINARY, before.second}));
+
+    // A value that cannot be read counts as empty and is recorded so.
+    EXPECT_TRUE(wrapper_.RegKeyStoreBinary(key_.Get(), L"app", L"Missing"));
+    EXPECT_EQ(Value(L"app", L"Missing"), (std::pair<DWORD, Bytes>{REG_BINARY, {}}));
 }
 
 TEST_F(BVWrapperTest, ValuesAreWrittenAndDeletedAlikeOnBothRoads) {

@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cstdint>
 #include <memory>
 #include <string>
 #include <vector>
@@ -57,6 +59,14 @@ TEST(IgnoreListsManager, ListsRoundTripPerCategoryAndAppendsMerge) {
     manager.AddIgnoreList(7, ListOf({L"HKEY_CURRENT_USER\\Software\\X"}));
     manager.AddIgnoreList(8, StringList());  // nothing to add: no record
     manager.AddIgnoreList(kUserIgnoreListId, ListOf({L"C:\\0"}));
+
+    // The merged record, still first in the file, counts the lines of both lists.
+    const std::vector<std::uint8_t> bytes = ReadWholeFile(manager.FilePath());
+    std::uint8_t raw[kCryptedRecordHeaderSize];
+    ASSERT_GE(bytes.size(), sizeof raw);
+    std::copy_n(bytes.begin(), sizeof raw, raw);
+    EXPECT_EQ(TCryptedFile::DecodeHeader(raw).Id, kUserIgnoreListId);
+    EXPECT_EQ(TCryptedFile::DecodeHeader(raw).Count, 4);
 
     EXPECT_TRUE(manager.IgnoreListExists(kUserIgnoreListId));
     EXPECT_TRUE(manager.IgnoreListExists(7));

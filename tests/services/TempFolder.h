@@ -6,6 +6,7 @@
 #include <atomic>
 #include <chrono>
 #include <filesystem>
+#include <random>
 #include <string>
 #include <system_error>
 
@@ -17,10 +18,14 @@ class TempFolder {
 public:
     TempFolder() {
         static std::atomic<int> serial{0};
+        // Test programs run in parallel and share the temporary folder: the
+        // random part keeps two processes started in the same tick apart.
+        static const unsigned processTag = std::random_device{}();
         const auto stamp = std::chrono::steady_clock::now().time_since_epoch().count();
         std::wstring base = std::filesystem::temp_directory_path().wstring();
         if (!base.empty() && base.back() != L'\\' && base.back() != L'/') base += L'\\';
-        root_ = base + L"vt_records_" + std::to_wstring(stamp) + L"_" + std::to_wstring(++serial);
+        root_ = base + L"vt_records_" + std::to_wstring(processTag) + L"_" + std::to_wstring(stamp) + L"_" +
+                std::to_wstring(++serial);
     }
     ~TempFolder() {
         std::error_code ignored;
