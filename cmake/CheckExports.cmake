@@ -1,13 +1,21 @@
-# Fails unless the DLL's export table names GetInstance undecorated.
+# Fails unless the DLL's export table names exactly one function, GetInstance,
+# undecorated (a 32-bit stdcall symbol would otherwise read GetInstance@8).
 execute_process(COMMAND ${OBJDUMP} -p ${DLL} OUTPUT_VARIABLE dump RESULT_VARIABLE rc)
 if(NOT rc EQUAL 0)
   message(FATAL_ERROR "objdump failed on ${DLL}")
 endif()
-string(REGEX MATCH "\\[Ordinal/Name Pointer\\] Table[^\n]*\n([^\n]*\n)+" table "${dump}")
-if(NOT table MATCHES "\\] GetInstance\n")
-  message(FATAL_ERROR "GetInstance is not exported undecorated by ${DLL}:\n${table}")
+# The name table: one "\t[ n] Name" line per export, up to the blank line.
+string(REGEX MATCH "\\[Ordinal/Name Pointer\\] Table\n(\t\\[[ 0-9]+\\] [^\n]*\n)*" table "${dump}")
+if(NOT table)
+  message(FATAL_ERROR "${DLL} has no export name table")
 endif()
-if(table MATCHES "GetInstance@")
-  message(FATAL_ERROR "GetInstance is exported decorated by ${DLL}:\n${table}")
+string(REGEX MATCHALL "\t\\[[ 0-9]+\\] [^\n]*" entries "${table}")
+set(names)
+foreach(entry IN LISTS entries)
+  string(REGEX REPLACE "^\t\\[[ 0-9]+\\] " "" name "${entry}")
+  list(APPEND names "${name}")
+endforeach()
+if(NOT names STREQUAL "GetInstance")
+  message(FATAL_ERROR "${DLL} must export GetInstance alone and undecorated; it exports: ${names}")
 endif()
 message(STATUS "GetInstance exported undecorated by ${DLL}")

@@ -1,10 +1,11 @@
-// Header-only helpers for C++ hosts of VantrelHelper.dll (Windows):
+// Header-only helpers for C++ hosts of VantrelHelper.dll:
 //   vantrel::client::Ptr<T>      - owns one reference to an interface
 //   vantrel::client::Check(hr)   - throws vantrel::client::Error (HRESULT and
 //                                  the engine's message from GetErrorInfo)
 //   vantrel::client::TakeBstr    - BSTR to std::wstring (frees the BSTR)
 //   vantrel::client::StringList  - an IVTStringList of the host's own, for Localize
 //   vantrel::client::Library     - loads the DLL by full path and creates engines
+//                                  (Windows only; the rest also builds natively)
 //
 // Example:
 //   vantrel::client::Library lib(L"C:\\App\\VantrelHelper.dll");
@@ -14,6 +15,7 @@
 #pragma once
 
 #include <atomic>
+#include <cwchar>
 #include <stdexcept>
 #include <string>
 #include <utility>
@@ -101,7 +103,7 @@ inline HRESULT Check(HRESULT hr) {
         std::wstring message = LastErrorMessage();
         if (message.empty()) {
             wchar_t buf[32];
-            swprintf(buf, 32, L"HRESULT 0x%08lX", static_cast<unsigned long>(hr));
+            swprintf(buf, 32, L"HRESULT 0x%08lX", static_cast<unsigned long>(static_cast<std::uint32_t>(hr)));
             message = buf;
         }
         throw Error(hr, message);
@@ -109,9 +111,12 @@ inline HRESULT Check(HRESULT hr) {
     return hr;
 }
 
-// Reads a string out of an operation: GetString(cleaner, &ICleaner::...) style.
-template <class T, class... Args>
-std::wstring GetString(T* obj, HRESULT (STDMETHODCALLTYPE T::*op)(Args..., BSTR*), Args... args) {
+// Reads a string out of an operation whose last argument is the BSTR*:
+// GetString(category, &ICategory::GetName), GetString(list, &IIgnoreList::GetItem, 0).
+// Throws Error when the operation fails.
+template <class T, class... Params, class... Args>
+std::wstring GetString(T* obj, HRESULT (STDMETHODCALLTYPE T::*op)(Params...), Args... args) {
+    static_assert(sizeof...(Params) == sizeof...(Args) + 1, "the operation takes the given arguments and a BSTR*");
     BSTR b = nullptr;
     Check((obj->*op)(args..., &b));
     return TakeBstr(b);
@@ -126,6 +131,7 @@ public:
         std::int32_t value = 0;
     };
 
+    // The new list with the one reference the returned pointer owns.
     static Ptr<StringList> Create() {
         Ptr<StringList> p;
         *p.Put() = new StringList();
@@ -159,7 +165,7 @@ public:
         *value = nullptr;
         if (!InRange(index)) return E_BOUNDS;
         const auto& t = entries_[static_cast<std::size_t>(index)].text;
-        *value = SysAllocStringLen(t.data(), static_cast<UINT>(t.size()));
+        *value = SysAllocStringLen(t.data(), static_cast<unsigned int>(t.size()));
         return *value ? S_OK : E_OUTOFMEMORY;
     }
     HRESULT STDMETHODCALLTYPE SetString(std::int32_t index, const wchar_t* value) override {
@@ -210,7 +216,7 @@ private:
     bool InRange(std::int32_t i) const noexcept {
         return i >= 0 && static_cast<std::size_t>(i) < entries_.size();
     }
-    std::atomic<ULONG> refs_{0};
+    std::atomic<ULONG> refs_{1};  // the reference Create hands out
     std::vector<Entry> entries_;
 };
 

@@ -94,6 +94,14 @@ enum TCategoryType : std::uint8_t {
     ID_APPLICATION
 };
 
+// The contract passes booleans and enumerations as one byte each; a compiler
+// that disagrees must not build a host or the engine.
+static_assert(sizeof(bool) == 1, "booleans cross the boundary as one byte");
+static_assert(sizeof(TCleanerState) == 1 && sizeof(TCategorySeverityLevel) == 1 && sizeof(TLocationType) == 1 &&
+                  sizeof(TCategoryType) == 1,
+              "enumerations cross the boundary as one byte");
+static_assert(ID_APPLICATION == 59, "60 category identifiers, ID_RECENT_DOCS = 0");
+
 // ---------------------------------------------------------------------------
 // Interfaces the engine implements
 

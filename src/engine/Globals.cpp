@@ -13,10 +13,7 @@ namespace {
 
 struct GlobalState {
     std::mutex lock;
-    std::atomic<bool> helperLoaded{false};
     Com<IProductHelper> helper;
-    std::atomic<bool> folderResolved{false};
-    std::wstring dataFolder;
     std::atomic<bool> initialized{false};
 };
 
@@ -31,39 +28,30 @@ std::mutex& GlobalLock() { return State().lock; }
 
 Com<IProductHelper> ProductHelper() {
     GlobalState& s = State();
-    if (!s.helperLoaded.load(std::memory_order_acquire)) {
-        std::lock_guard<std::mutex> guard(s.lock);
-        if (!s.helperLoaded.load(std::memory_order_relaxed)) {
-            Com<IProductHelper> helper;
-            const HRESULT hr = DllRoutines::GetInstance(L"ProductHelper.dll", IidOf<IProductHelper>(),
-                                                        reinterpret_cast<void**>(helper.Put()));
-            if (FAILED(hr)) helper.Reset();
-            s.helper = helper;
-            s.helperLoaded.store(true, std::memory_order_release);
-        }
-    }
+    // The load happens under the lock, so concurrent first uses load the
+    // library once. A failed load leaves the global null and is tried again
+    // on the next use. The copy is taken under the lock too, because library
+    // unload may clear the global at any time.
     std::lock_guard<std::mutex> guard(s.lock);
+    if (!s.helper) {
+        Com<IProductHelper> helper;
+        const HRESULT hr = DllRoutines::GetInstance(L"ProductHelper.dll", IidOf<IProductHelper>(),
+                                                    reinterpret_cast<void**>(helper.Put()));
+        if (SUCCEEDED(hr)) s.helper = helper;
+    }
     return s.helper;
 }
 
 std::wstring DataFolder() {
-    GlobalState& s = State();
-    if (!s.folderResolved.load(std::memory_order_acquire)) {
-        std::wstring folder;
-        if (Com<IProductHelper> helper = ProductHelper()) {
-            BSTR text = nullptr;
-            if (SUCCEEDED(helper->GetDataFolder(&text))) folder = FromBstrOwned(text);
-        }
-        if (folder.empty()) folder = DefaultDataFolder();
-        folder = IncludeTrailingPathDelimiter(folder);
-        std::lock_guard<std::mutex> guard(s.lock);
-        if (!s.folderResolved.load(std::memory_order_relaxed)) {
-            s.dataFolder = folder;
-            s.folderResolved.store(true, std::memory_order_release);
-        }
+    std::wstring folder;
+    if (Com<IProductHelper> helper = ProductHelper()) {
+        BSTR text = nullptr;
+        const HRESULT hr = helper->GetDataFolder(&text);
+        std::wstring named = FromBstrOwned(text);
+        if (SUCCEEDED(hr)) folder = std::move(named);
     }
-    std::lock_guard<std::mutex> guard(s.lock);
-    return s.dataFolder;
+    if (folder.empty()) folder = DefaultDataFolder();
+    return IncludeTrailingPathDelimiter(folder);
 }
 
 void InitializeGlobals() {
@@ -75,13 +63,12 @@ void InitializeGlobals() {
 
 void ReleaseGlobals() noexcept {
     GlobalState& s = State();
+    Com<IProductHelper> helper;
     {
         std::lock_guard<std::mutex> guard(s.lock);
-        s.helper.Reset();
-        s.helperLoaded.store(false);
-        s.dataFolder.clear();
-        s.folderResolved.store(false);
+        helper = std::move(s.helper);
     }
+    helper.Reset();  // released outside the lock: the helper's Release is foreign code
     TDebugLog::Shutdown();
     DllRoutines::FreeLoadedLibraries();
 }

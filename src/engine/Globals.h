@@ -17,14 +17,14 @@ namespace vt {
 std::mutex& GlobalLock();
 
 // The product helper with a reference for the caller; null when
-// "ProductHelper.dll" is not beside the engine or does not serve it.
-// Loaded once (double-checked under the global lock).
+// "ProductHelper.dll" is not beside the engine or does not serve it. Loaded
+// under the global lock on first use; while it is null, each use tries again.
 Com<IProductHelper> ProductHelper();
 
-// The product's data folder with a trailing backslash: the product helper's,
-// or without one a per-user folder of our own ("Vantrel" under the local
-// application-data folder; natively $VANTREL_DATA_FOLDER or
-// ~/.local/share/vantrel). Resolved once per process.
+// The product's data folder with a trailing backslash: the one the product
+// helper names, or, without a helper or when it names none, a per-user
+// folder of our own ("Vantrel" under the local application-data folder;
+// natively $VANTREL_DATA_FOLDER or ~/.local/share/vantrel).
 std::wstring DataFolder();
 
 // The per-user folder used when there is no product helper.

@@ -29,8 +29,10 @@ HRESULT Guarded(Body&& body) noexcept {
         body();
         return S_OK;
     } catch (const Exception& e) {
-        PublishErrorInfo(e.Code(), e.Message());
-        return e.Code();
+        // A thrown error always fails the call, whatever code it was given.
+        const HRESULT code = FAILED(e.Code()) ? e.Code() : E_FAIL;
+        PublishErrorInfo(code, e.Message());
+        return code;
     } catch (const std::bad_alloc&) {
         PublishErrorInfo(E_OUTOFMEMORY, L"Out of memory");
         return E_OUTOFMEMORY;

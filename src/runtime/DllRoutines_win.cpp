@@ -39,7 +39,11 @@ std::wstring ModuleFolder() {
 }
 
 HRESULT LoadAndGetInstance(const std::wstring& libraryName, REFIID riid, void** obj) {
-    const std::wstring fullPath = ModuleFolder() + libraryName;
+    const std::wstring folder = ModuleFolder();
+    // Without our own folder the name alone would go through the DLL search
+    // path, which is exactly what sibling loading must never do.
+    if (folder.empty()) return HRESULT_FROM_WIN32(ERROR_MOD_NOT_FOUND);
+    const std::wstring fullPath = folder + libraryName;
     // Altered search path: the sibling's own dependencies resolve from its folder.
     platform::unique_hmodule module(::LoadLibraryExW(fullPath.c_str(), nullptr, LOAD_WITH_ALTERED_SEARCH_PATH));
     if (!module) return HRESULT_FROM_WIN32(::GetLastError());
@@ -47,6 +51,8 @@ HRESULT LoadAndGetInstance(const std::wstring& libraryName, REFIID riid, void** 
         reinterpret_cast<void*>(::GetProcAddress(module.Get(), "GetInstance")));
     if (entry == nullptr) return HRESULT_FROM_WIN32(::GetLastError());
     const HRESULT hr = entry(riid, obj);
+    // A library that handed nothing out is not kept: callers may ask again.
+    if (FAILED(hr) && *obj == nullptr) return hr;
     std::lock_guard<std::mutex> guard(gLoadedLock);
     Loaded().push_back(std::move(module));
     return hr;

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <functional>
 #include <thread>
 #include <vector>
 
@@ -53,13 +54,36 @@ TEST_F(GlobalsTest, ProductHelperIsLoadedOnceEvenWhenFirstUsesRace) {
     EXPECT_EQ(DataFolder(), L"/data/product\\");
 }
 
-TEST_F(GlobalsTest, WithoutProductHelperTheDataFolderIsOurOwnPerUserFolder) {
+// Without a helper, or with one that names no folder, the data folder is our
+// own per-user folder.
+TEST_F(GlobalsTest, WithoutAFolderFromTheHelperTheDataFolderIsOurOwnPerUserFolder) {
+    const std::function<HRESULT(REFIID, void**)> resolvers[] = {
+        [](REFIID, void**) -> HRESULT { return E_NOTIMPL; },
+        [](REFIID riid, void** obj) { return MakeCom<FakeProductHelper>(L"")->QueryInterface(riid, obj); },
+    };
+    for (const auto& resolve : resolvers) {
+        ReleaseGlobals();
+        DllRoutines::SetResolverForTesting(
+            [&](const std::wstring&, REFIID riid, void** obj) { return resolve(riid, obj); });
+        const std::wstring folder = DataFolder();
+        EXPECT_EQ(folder, IncludeTrailingPathDelimiter(DefaultDataFolder()));
+        EXPECT_FALSE(folder.empty());
+    }
+}
+
+// A missing helper is not remembered: the library may appear later, and the
+// next use loads it.
+TEST_F(GlobalsTest, AFailedLoadIsTriedAgainOnTheNextUse) {
     ReleaseGlobals();
-    DllRoutines::SetResolverForTesting([](const std::wstring&, REFIID, void**) -> HRESULT { return E_NOTIMPL; });
+    int loads = 0;
+    DllRoutines::SetResolverForTesting([&](const std::wstring&, REFIID riid, void** obj) -> HRESULT {
+        if (++loads == 1) return HRESULT(0x8007007E);  // the module was not found
+        return MakeCom<FakeProductHelper>(L"/later")->QueryInterface(riid, obj);
+    });
     EXPECT_FALSE(ProductHelper());
-    const std::wstring folder = DataFolder();
-    EXPECT_EQ(folder, IncludeTrailingPathDelimiter(DefaultDataFolder()));
-    EXPECT_FALSE(folder.empty());
+    EXPECT_TRUE(ProductHelper());
+    EXPECT_EQ(DataFolder(), L"/later\\");
+    EXPECT_EQ(loads, 2);
 }
 
 }  // namespace

@@ -1,5 +1,7 @@
 // The export and the engine's first interfaces, seen from a host.
 #include <cstring>
+#include <iterator>
+#include <string>
 
 #include "HostSupport.h"
 
@@ -98,6 +100,14 @@ TEST(Entry, ICleanerSlotsFollowTheContract) {
     ASSERT_EQ(CallSlot(obj, 6, &categories), S_OK);  // GetCategories
     ASSERT_NE(categories, nullptr);
     EXPECT_EQ(CallSlot(categories, 3, &count), S_OK);  // ICategories.GetCount
+    // GetItem at Count is out of bounds; GetItemByID of an identifier that no
+    // category carries is nil.
+    IUnknown* category = nullptr;
+    EXPECT_EQ(CallSlot(categories, 4, count, &category), E_BOUNDS);
+    EXPECT_EQ(ErrorMessage(), L"List index out of bounds (" + std::to_wstring(count) + L")");
+    category = reinterpret_cast<IUnknown*>(0x1234);
+    EXPECT_EQ(CallSlot(categories, 5, std::int32_t{200}, &category), S_OK);
+    EXPECT_EQ(category, nullptr);
     categories->Release();
 
     IUnknown* options = nullptr;
@@ -136,6 +146,18 @@ TEST(Entry, ICleanerSlotsFollowTheContract) {
     ASSERT_EQ(CallSlot(obj, 18), S_OK);  // Reset
     ASSERT_EQ(CallSlot(obj, 3, &state), S_OK);
     EXPECT_EQ(state, csReady);
+}
+
+// The host's own list goes in; each line comes back with only its first
+// " = " joined, whatever else the line holds.
+TEST(Entry, LocalizeRewritesTheHostsLinesThroughItsList) {
+    Ptr<ICleaner> cleaner = Dll().CreateCleaner();
+    Ptr<vantrel::client::StringList> lines = vantrel::client::StringList::Create();
+    lines->Entries() = {{L"HOST_ONLY_A = x = y"}, {L"HOST_ONLY_B=z = w"}, {L"no separator"}, {L" = "}};
+    Check(cleaner->Localize(lines.Get()));
+    const wchar_t* expected[] = {L"HOST_ONLY_A=x = y", L"HOST_ONLY_B=z=w", L"no separator", L"="};
+    ASSERT_EQ(lines->Entries().size(), std::size(expected));
+    for (std::size_t i = 0; i < std::size(expected); ++i) EXPECT_EQ(lines->Entries()[i].text, expected[i]);
 }
 
 TEST(Entry, NullOutPointersFailWithoutCrashing) {

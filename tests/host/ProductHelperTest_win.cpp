@@ -24,9 +24,10 @@ bool Exists(const std::wstring& path) { return ::GetFileAttributesW(path.c_str()
 // of their own, loads that copy and creates one engine.
 void CreateEngineFrom(const std::wstring& folder, bool withProductHelper) {
     ASSERT_TRUE(::CopyFileW((ProgramFolder() + L"VantrelHelper.dll").c_str(), (folder + L"VantrelHelper.dll").c_str(), FALSE));
-    if (withProductHelper)
+    if (withProductHelper) {
         ASSERT_TRUE(::CopyFileW((ProgramFolder() + L"fixtures\\ProductHelper.dll").c_str(),
                                 (folder + L"ProductHelper.dll").c_str(), FALSE));
+    }
     vantrel::client::Library library(folder + L"VantrelHelper.dll");
     Ptr<ICleaner> cleaner = library.CreateCleaner();
     ASSERT_TRUE(cleaner);
