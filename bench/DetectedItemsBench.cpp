@@ -10,17 +10,21 @@
 // run in that order. Natively each case's peak memory is its own (the peak is
 // reset); on Windows it cannot be reset, so run one case per process for a
 // case's own peak.
+//
+// Google Benchmark does not cross-build here, so each case times itself: every
+// run prepares untimed, then times one call; the median of the runs is quoted.
+#include <algorithm>
+#include <chrono>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <functional>
 #include <string>
+#include <utility>
 #include <vector>
 
-#include "Harness.h"
-#include "HGlobalStream.h"
-#include "ProcessMemory.h"
+#include "System.h"
 #include "model/DetectedItems.h"
 #include "model/StreamWrapper.h"
 #include "runtime/ComStream.h"
@@ -33,47 +37,72 @@ namespace {
 constexpr double kMiB = 1024.0 * 1024.0;
 constexpr double kMB = 1000.0 * 1000.0;
 
-// What a scan offers a list, in a fixed pattern of 20: one item repeats the
-// location of the item before it (refused), one is a group member (groups of
-// about ten members share a name: the first becomes the head, the others are
-// folded into it), the rest are distinct files and registry values. The
+// Seconds of each run, sorted. prepare() runs untimed before each run; what it
+// returns is handed to the timed body.
+template <class Prepare, class Body>
+std::vector<double> TimeRuns(int runs, Prepare&& prepare, Body&& body) {
+    std::vector<double> seconds;
+    for (int i = 0; i < runs; ++i) {
+        auto state = prepare();
+        const auto start = std::chrono::steady_clock::now();
+        body(state);
+        seconds.push_back(std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count());
+    }
+    std::sort(seconds.begin(), seconds.end());
+    return seconds;
+}
+
+// The median of sorted run times (the mean of the middle two for an even count).
+double Median(const std::vector<double>& sorted) {
+    const std::size_t mid = sorted.size() / 2;
+    return sorted.size() % 2 ? sorted[mid] : (sorted[mid - 1] + sorted[mid]) / 2;
+}
+
+void PrintTimes(const char* label, const std::vector<double>& sorted) {
+    std::printf("  %-22s median %9.4f s   min %9.4f s   max %9.4f s   (%zu runs)\n", label, Median(sorted),
+                sorted.front(), sorted.back(), sorted.size());
+}
+
+// Resident memory over one case, from its construction to Print.
+struct MemoryWatch {
+    MemoryWatch() : ownPeak_((ReturnFreedMemory(), ResetPeakResident())), start_(CurrentResidentBytes()) {}
+
+    void Print(std::size_t items) const {
+        const std::uint64_t peak = PeakResidentBytes();
+        const double growth = peak > start_ ? static_cast<double>(peak - start_) / kMiB : 0;
+        std::printf("  memory: resident at start %.1f MiB, peak %.1f MiB, peak growth %.1f MiB (%.0f bytes/item)%s\n",
+                    static_cast<double>(start_) / kMiB, static_cast<double>(peak) / kMiB, growth,
+                    growth * kMiB / static_cast<double>(items),
+                    ownPeak_ ? "" : "\n          (the process's peak so far: run this case alone for its own)");
+    }
+    bool ownPeak_;  // the peak was reset at the start: it is this case's
+    std::uint64_t start_;
+};
+
+std::wstring Padded(std::size_t value, std::size_t width) {
+    const std::wstring text = std::to_wstring(value);
+    return std::wstring(width > text.size() ? width - text.size() : 0, L'0') + text;
+}
+
+// What a scan offers a list, in a fixed pattern of 20: item 7 repeats the
+// location of the item before it (refused), item 13 is a group member (groups
+// of about ten members share a name: the first becomes the head, the others
+// are folded into it), the rest are distinct files and registry values. The
 // pattern keeps the proportions the same at every size, so the cost per item
 // can be compared between sizes.
-enum class Offer { Distinct, Duplicate, Grouped };
-
-Offer OfferAt(std::size_t i) {
-    switch (i % 20) {
-        case 7: return Offer::Duplicate;
-        case 13: return Offer::Grouped;
-        default: return Offer::Distinct;
-    }
-}
-
-std::wstring Padded(std::size_t value, int width) {
-    std::wstring text = std::to_wstring(value);
-    if (static_cast<int>(text.size()) < width) text.insert(0, static_cast<std::size_t>(width) - text.size(), L'0');
-    return text;
-}
-
-std::wstring LocationOf(std::size_t i) {
-    if (i % 5 == 4)
-        return L"HKEY_CURRENT_USER\\Software\\Microsoft\\Windows\\CurrentVersion\\Explorer\\RecentDocs\\\\" +
-               std::to_wstring(i);
-    return L"C:\\Users\\root\\AppData\\Local\\Temp\\vantrel-bench\\dir" + Padded(i % 1000, 3) + L"\\file" +
-           Padded(i, 7) + L".tmp";
-}
-
 Com<TDetectedItem> MakeOffer(std::size_t i) {
-    const Offer offer = OfferAt(i);
-    Com<TDetectedItem> item = MakeCom<TDetectedItem>(offer == Offer::Grouped);
-    if (offer == Offer::Grouped) {
+    const bool grouped = i % 20 == 13;
+    const std::size_t at = i % 20 == 7 ? i - 1 : i;
+    Com<TDetectedItem> item = MakeCom<TDetectedItem>(grouped);
+    if (grouped) {
         item->SetItemName(L"Cookies of site " + std::to_wstring(i / 200));
         item->SetLocation(L"C:\\Users\\root\\AppData\\Roaming\\Cookies\\cookie" + Padded(i, 7) + L".txt");
     } else {
-        // A duplicate repeats the location of the distinct item just before it.
-        const std::size_t at = offer == Offer::Duplicate ? i - 1 : i;
         item->SetItemName(L"file" + Padded(at, 7) + L".tmp");
-        item->SetLocation(LocationOf(at));
+        item->SetLocation(at % 5 == 4 ? L"HKEY_CURRENT_USER\\Software\\Microsoft\\Windows\\CurrentVersion\\Explorer\\"
+                                        L"RecentDocs\\\\" + std::to_wstring(at)
+                                      : L"C:\\Users\\root\\AppData\\Local\\Temp\\vantrel-bench\\dir" +
+                                            Padded(at % 1000, 3) + L"\\file" + Padded(at, 7) + L".tmp");
     }
     item->FItemText = L"Temporary file";
     item->FItemCanBeDeleted = true;
@@ -94,99 +123,42 @@ Com<TDetectedItems> NewList() {
     return list;
 }
 
-struct AddTally {
-    std::size_t kept = 0;
+// Offers every item to the list; returns how many it refused.
+std::size_t AddAll(TDetectedItems& list, std::vector<Com<TDetectedItem>>& items) {
     std::size_t refused = 0;
-};
-
-AddTally AddAll(TDetectedItems& list, std::vector<Com<TDetectedItem>>& items) {
-    AddTally tally;
-    for (auto& item : items) {
-        if (list.AddItem(item, false))
-            ++tally.kept;
-        else
-            ++tally.refused;
-    }
-    return tally;
+    for (auto& item : items) refused += list.AddItem(item, false) ? 0 : 1;
+    return refused;
 }
 
-struct MemoryFigures {
-    std::uint64_t start = 0;  // resident when the case began
-    std::uint64_t peak = 0;   // peak resident at its end
-    bool ownPeak = false;     // the peak was reset at the start: it is this case's
-    double PeakGrowthMiB() const { return peak > start ? static_cast<double>(peak - start) / kMiB : 0; }
-};
-
-class MemoryWatch {
-public:
-    MemoryWatch() {
-        ReturnFreedMemory();
-        figures_.ownPeak = ResetPeakResident();
-        figures_.start = CurrentResidentBytes();
-    }
-    MemoryFigures Stop() {
-        figures_.peak = PeakResidentBytes();
-        return figures_;
-    }
-
-private:
-    MemoryFigures figures_;
-};
-
-void PrintTimes(const char* label, const std::vector<double>& seconds) {
-    std::printf("  %-22s median %9.4f s   min %9.4f s   max %9.4f s   (%zu runs)\n", label, Median(seconds),
-                Min(seconds), Max(seconds), seconds.size());
-}
-
-void PrintMemory(const MemoryFigures& memory, std::size_t items) {
-    std::printf("  memory: resident at start %.1f MiB, peak %.1f MiB, peak growth %.1f MiB (%.0f bytes/item)%s\n",
-                static_cast<double>(memory.start) / kMiB, static_cast<double>(memory.peak) / kMiB,
-                memory.PeakGrowthMiB(), memory.PeakGrowthMiB() * kMiB / static_cast<double>(items),
-                memory.ownPeak ? "" : "\n          (the process's peak so far: run this case alone for its own)");
-}
-
-// Median nanoseconds per offered item, for the linearity line at the end.
+// Median nanoseconds per offered item of each add case, for the linearity line at the end.
 std::vector<std::pair<std::size_t, double>> gAddCostPerItem;
 
 bool RunAdd(std::size_t count, int runs) {
     std::printf("add %zu items (duplicates refused)\n", count);
-    MemoryWatch watch;
-    AddTally tally;
-    struct State {
-        Com<TDetectedItems> list;
-        std::vector<Com<TDetectedItem>> items;
-    };
+    const MemoryWatch memory;
+    std::size_t refused = 0;
     const auto seconds = TimeRuns(
-        runs, [&] { return State{NewList(), MakeOffers(count)}; },
-        [&](State& state) { tally = AddAll(*state.list, state.items); });
-    const MemoryFigures memory = watch.Stop();
+        runs, [&] { return std::pair(NewList(), MakeOffers(count)); },
+        [&](auto& listAndOffers) { refused = AddAll(*listAndOffers.first, listAndOffers.second); });
     PrintTimes("AddItem loop", seconds);
     const double nsPerItem = Median(seconds) * 1e9 / static_cast<double>(count);
     std::printf("  %.1f ns per offered item; %zu offered, %zu accepted (folded group members included), %zu refused\n",
-                nsPerItem, count, tally.kept, tally.refused);
-    PrintMemory(memory, count);
+                nsPerItem, count, count - refused, refused);
+    memory.Print(count);
     gAddCostPerItem.emplace_back(count, nsPerItem);
-    return tally.refused == count / 20;
-}
-
-std::uint64_t StreamSize(IStream* stream) {
-    LARGE_INTEGER move;
-    move.QuadPart = 0;
-    ULARGE_INTEGER end;
-    end.QuadPart = 0;
-    if (FAILED(stream->Seek(move, STREAM_SEEK_END, &end))) return 0;
-    return end.QuadPart;
+    return refused == count / 20;
 }
 
 // Saves the list as the engine saves scan results: from the stream's start,
-// truncated first, flushed at the end.
-void SaveTo(const TDetectedItems& list, IStream* stream) {
+// truncated first, flushed at the end. Returns the bytes written.
+std::int64_t SaveTo(const TDetectedItems& list, IStream* stream) {
     ComStreamAdapter adapter(stream);
     adapter.SetPosition(0);
     adapter.SetSize(0);
     TStreamWrapper W(adapter);
     list.SaveToStream(W);
     adapter.Flush();
+    return adapter.Position();
 }
 
 void LoadFrom(TDetectedItems& list, IStream* stream) {
@@ -198,50 +170,36 @@ void LoadFrom(TDetectedItems& list, IStream* stream) {
 
 bool RunStream(const char* kind, const std::function<Com<IStream>()>& newStream, std::size_t count, int runs) {
     std::printf("save and load %zu items through an IStream (%s)\n", count, kind);
-    MemoryWatch watch;
+    const MemoryWatch memory;
     Com<TDetectedItems> source = NewList();
     {
         auto offers = MakeOffers(count);
         AddAll(*source, offers);
     }
     const std::int32_t saved = source->Count();
-
     Com<IStream> stream;
-    const auto saveSeconds = TimeRuns(
-        runs, [&] { return newStream(); },
-        [&](Com<IStream>& fresh) {
-            SaveTo(*source, fresh.Get());
-            stream = fresh;
-        });
-    const std::uint64_t bytes = StreamSize(stream.Get());
+    std::int64_t bytes = 0;
+    const auto saveSeconds = TimeRuns(runs, newStream, [&](Com<IStream>& fresh) {
+        bytes = SaveTo(*source, fresh.Get());
+        stream = fresh;
+    });
     source.Reset();  // only the stream and the loaded list from here on
-
     std::int32_t loaded = -1;
-    const auto loadSeconds = TimeRuns(
-        runs, [&] { return NewList(); },
-        [&](Com<TDetectedItems>& list) {
-            LoadFrom(*list, stream.Get());
-            loaded = list->Count();
-        });
-    const MemoryFigures memory = watch.Stop();
+    const auto loadSeconds = TimeRuns(runs, NewList, [&](Com<TDetectedItems>& list) {
+        LoadFrom(*list, stream.Get());
+        loaded = list->Count();
+    });
 
-    std::printf("  %d list entries (heads carry their folded items), %.1f MB of stream\n", saved,
-                static_cast<double>(bytes) / kMB);
+    const double megabytes = static_cast<double>(bytes) / kMB;
+    std::printf("  %d list entries (heads carry their folded items), %.1f MB of stream\n", saved, megabytes);
     PrintTimes("save", saveSeconds);
     PrintTimes("load", loadSeconds);
-    std::printf("  save %.1f MB/s, load %.1f MB/s (medians; MB = 10^6 bytes)\n",
-                static_cast<double>(bytes) / kMB / Median(saveSeconds),
-                static_cast<double>(bytes) / kMB / Median(loadSeconds));
-    PrintMemory(memory, count);
+    std::printf("  save %.1f MB/s, load %.1f MB/s (medians; MB = 10^6 bytes)\n", megabytes / Median(saveSeconds),
+                megabytes / Median(loadSeconds));
+    memory.Print(count);
     if (loaded != saved) std::printf("  ERROR: %d entries loaded back, %d saved\n", loaded, saved);
     return loaded == saved && bytes > 0;
 }
-
-struct Case {
-    const char* name;
-    bool byName;
-    std::function<bool(int runs)> run;
-};
 
 int Main(int argc, char** argv) {
     // A log line per add would measure the log, not the list.
@@ -251,7 +209,7 @@ int Main(int argc, char** argv) {
     std::vector<std::string> wanted;
     for (int i = 1; i < argc; ++i) {
         if (std::strcmp(argv[i], "--runs") == 0 && i + 1 < argc) {
-            runs = std::atoi(argv[++i]);
+            runs = std::max(1, std::atoi(argv[++i]));
         } else if (std::strcmp(argv[i], "--case") == 0 && i + 1 < argc) {
             wanted.emplace_back(argv[++i]);
         } else {
@@ -262,7 +220,6 @@ int Main(int argc, char** argv) {
             return 2;
         }
     }
-    if (runs < 1) runs = 1;
 
     const auto memoryStream = [] { return Com<IStream>(MakeCom<TMemoryIStream>()); };
     const auto hglobal = [](std::size_t count, int n) {
@@ -270,10 +227,14 @@ int Main(int argc, char** argv) {
             std::printf("CreateStreamOnHGlobal is not available here: skipped\n");
             return true;
         }
-        return RunStream("CreateStreamOnHGlobal", [] { return NewHGlobalStream(); }, count, n);
+        return RunStream("CreateStreamOnHGlobal", NewHGlobalStream, count, n);
     };
-    // Cases marked byName run only when asked for with --case.
-    const std::vector<Case> cases = {
+    struct Case {
+        const char* name;
+        bool byName;  // runs only when named with --case
+        std::function<bool(int runs)> run;
+    };
+    const Case cases[] = {
         {"add-100k", false, [](int n) { return RunAdd(100'000, n); }},
         {"add-1m", false, [](int n) { return RunAdd(1'000'000, n); }},
         {"stream-100k", false, [&](int n) { return RunStream("portable memory IStream", memoryStream, 100'000, n); }},
@@ -281,16 +242,15 @@ int Main(int argc, char** argv) {
         {"stream-100k-hglobal", false, [&](int n) { return hglobal(100'000, n); }},
         {"stream-200k-hglobal", false, [&](int n) { return hglobal(200'000, n); }},
         // Under Wine 8 an HGLOBAL stream reallocates its whole block on every
-        // write past its end: a million items take minutes (docs/benchmarks.md).
+        // write past its end: a million items take minutes.
         {"stream-1m-hglobal", true, [&](int n) { return hglobal(1'000'000, n); }},
     };
 
     bool ok = true;
     std::size_t ran = 0;
     for (const Case& c : cases) {
-        bool selected = wanted.empty() && !c.byName;
-        for (const auto& name : wanted) selected = selected || name == c.name;
-        if (!selected) continue;
+        const bool named = std::find(wanted.begin(), wanted.end(), c.name) != wanted.end();
+        if (!(named || (wanted.empty() && !c.byName))) continue;
         ++ran;
         try {
             ok = c.run(runs) && ok;

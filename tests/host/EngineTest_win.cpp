@@ -85,7 +85,8 @@ TEST(Engine, ScanThenCleanCompleteAndReachFullProgress) {
 }
 
 // Guard violations reach the host as E_FAIL with the engine's own message
-// through error info, and leave the state as it was.
+// through error info, and leave the state as it was (the other guards' texts
+// are pinned by the slot test of the entry).
 TEST(Engine, GuardsReportTheirMessageAndKeepTheState) {
     Ptr<ICleaner> ready = Dll().CreateCleaner();
     Ptr<ICleaner> scanned = ScannedEngine();
@@ -98,11 +99,8 @@ TEST(Engine, GuardsReportTheirMessageAndKeepTheState) {
     const Case cases[] = {
         {ready.Get(), [](ICleaner* c, IStream*) { return c->StartCleaning(false); },
          L"StartRemoving: State not csScanned or csCleaned"},
-        {ready.Get(), [](ICleaner* c, IStream* s) { return c->SaveScanResults(s); },
-         L"VT not in Scanned state for save scan results"},
         {scanned.Get(), [](ICleaner* c, IStream* s) { return c->LoadScanResults(s); },
          L"Cleaner not in Ready state for loading scan results"},
-        {ready.Get(), [](ICleaner* c, IStream*) { return c->Localize(nullptr); }, L"AStrings param not assigned"},
     };
     for (const Case& c : cases) {
         const TCleanerState before = StateOf(c.engine);
@@ -159,7 +157,6 @@ TEST(Engine, ReportIsReachedThroughTheEngineAndFollowsTheRun) {
     Ptr<ICleaner> cleaner = Dll().CreateCleaner();
     Ptr<IVantrelReport> report = cleaner.As<IVantrelReport>();
     ASSERT_TRUE(report);
-    EXPECT_EQ(report.As<IUnknown>().Get(), report.As<IUnknown>().Get());
 
     Check(cleaner->StartScanning(false));
     WaitForState(cleaner.Get(), csScanned);

@@ -22,10 +22,8 @@ public:
         // random part keeps two processes started in the same tick apart.
         static const unsigned processTag = std::random_device{}();
         const auto stamp = std::chrono::steady_clock::now().time_since_epoch().count();
-        std::wstring base = std::filesystem::temp_directory_path().wstring();
-        if (!base.empty() && base.back() != L'\\' && base.back() != L'/') base += L'\\';
-        root_ = base + L"vt_records_" + std::to_wstring(processTag) + L"_" + std::to_wstring(stamp) + L"_" +
-                std::to_wstring(++serial);
+        root_ = (std::filesystem::temp_directory_path() / "").wstring() + L"vt_records_" +
+                std::to_wstring(processTag) + L"_" + std::to_wstring(stamp) + L"_" + std::to_wstring(++serial);
     }
     ~TempFolder() {
         std::error_code ignored;

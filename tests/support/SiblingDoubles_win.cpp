@@ -10,154 +10,109 @@ namespace vt::test {
 namespace {
 
 std::wstring Text(const wchar_t* text) { return text ? std::wstring(text) : L"null"; }
-std::wstring Hex(DWORD value) {
+std::wstring Hex(const wchar_t* format, unsigned long value) {
     wchar_t buffer[16];
-    std::swprintf(buffer, 16, L"0x%lX", static_cast<unsigned long>(value));
+    std::swprintf(buffer, 16, format, value);
     return buffer;
 }
 std::wstring Bytes(const BYTE* data, DWORD size) {
-    if (!data) return L"null";
     std::wstring out;
-    for (DWORD i = 0; i < size; ++i) {
-        wchar_t byte[4];
-        std::swprintf(byte, 4, L"%02x", data[i]);
-        if (i) out += L' ';
-        out += byte;
-    }
+    for (DWORD i = 0; data && i < size; ++i) out += Hex(i ? L" %02x" : L"%02x", data[i]);
     return out;
 }
 HRESULT FromStatus(LONG status) { return HRESULT_FROM_WIN32(static_cast<unsigned long>(status)); }
-HRESULT LastError() { return HRESULT_FROM_WIN32(::GetLastError()); }
+HRESULT FromBool(BOOL done) { return done ? S_OK : HRESULT_FROM_WIN32(::GetLastError()); }
 
 // Records a call to a slot no caller of ours should reach.
 #define VT_UNUSED_SLOT(n) \
-    HRESULT STDMETHODCALLTYPE Reserved##n() override { return Unused(L"Reserved" #n); }
+    HRESULT STDMETHODCALLTYPE Reserved##n() override { return Call(L"Reserved" #n, {}, [] { return E_NOTIMPL; }); }
 
-template <class Interface>
+// Registry and file interfaces (Counted) count themselves live in the log.
+template <class Interface, bool Counted = false>
 class Double : public ComObject<Interface> {
 public:
-    explicit Double(std::shared_ptr<SiblingCallLog> log) : log_(std::move(log)) {}
+    explicit Double(std::shared_ptr<SiblingCallLog> log) : log_(std::move(log)) { log_->liveInterfaces += Counted; }
 
 protected:
-    HRESULT Unused(const wchar_t* slot) {
-        HRESULT hr = E_NOTIMPL;
-        log_->Record(slot, {}, hr);
-        return E_NOTIMPL;
+    ~Double() override { log_->liveInterfaces -= Counted; }
+    // Records the call, then does the work unless a fault was injected for it.
+    template <class Work>
+    HRESULT Call(const wchar_t* operation, const std::vector<std::wstring>& arguments, Work work) {
+        HRESULT hr = S_OK;
+        return log_->Record(operation, arguments, hr) ? work() : hr;
     }
     std::shared_ptr<SiblingCallLog> log_;
 };
 
-class RegistryDouble final : public Double<IBackvaultRegistry> {
+class RegistryDouble final : public Double<IBackvaultRegistry, true> {
 public:
-    explicit RegistryDouble(std::shared_ptr<SiblingCallLog> log) : Double(std::move(log)) { log_->InterfaceMade(); }
+    using Double::Double;
 
     HRESULT STDMETHODCALLTYPE CreateKey(HKEY root, const wchar_t* subKey, DWORD reserved, wchar_t* keyClass,
                                         DWORD options, REGSAM access, SECURITY_ATTRIBUTES* security, HKEY* key,
                                         DWORD* disposition) override {
-        HRESULT hr = S_OK;
         *key = nullptr;
-        if (!log_->Record(L"CreateKey",
-                          {log_->KeyName(root), Text(subKey), std::to_wstring(reserved), Text(keyClass),
-                           std::to_wstring(options), Hex(access), security ? L"security" : L"null"},
-                          hr))
-            return hr;
-        const LONG status =
-            ::RegCreateKeyExW(root, subKey, reserved, keyClass, options, access, security, key, disposition);
-        if (status == ERROR_SUCCESS) log_->KeyOpened(*key, log_->KeyName(root) + L"\\" + Text(subKey));
-        return FromStatus(status);
+        return Call(L"CreateKey",
+                    {Name(root), Text(subKey), std::to_wstring(reserved), Text(keyClass), std::to_wstring(options),
+                     Hex(L"0x%lX", access), security ? L"security" : L"null"},
+                    [&] {
+                        return Opened(root, subKey, key,
+                                      ::RegCreateKeyExW(root, subKey, reserved, keyClass, options, access, security,
+                                                        key, disposition));
+                    });
     }
-
     HRESULT STDMETHODCALLTYPE OpenKey(HKEY root, const wchar_t* subKey, DWORD options, REGSAM access,
                                       HKEY* key) override {
-        HRESULT hr = S_OK;
         *key = nullptr;
-        if (!log_->Record(L"OpenKey", {log_->KeyName(root), Text(subKey), std::to_wstring(options), Hex(access)}, hr))
-            return hr;
-        const LONG status = ::RegOpenKeyExW(root, subKey, options, access, key);
-        if (status == ERROR_SUCCESS) log_->KeyOpened(*key, log_->KeyName(root) + L"\\" + Text(subKey));
-        return FromStatus(status);
+        return Call(L"OpenKey", {Name(root), Text(subKey), std::to_wstring(options), Hex(L"0x%lX", access)},
+                    [&] { return Opened(root, subKey, key, ::RegOpenKeyExW(root, subKey, options, access, key)); });
     }
-
     HRESULT STDMETHODCALLTYPE DeleteKey(HKEY root, const wchar_t* subKey) override {
-        HRESULT hr = S_OK;
-        if (!log_->Record(L"DeleteKey", {log_->KeyName(root), Text(subKey)}, hr)) return hr;
-        return FromStatus(::RegDeleteKeyW(root, subKey));
+        return Call(L"DeleteKey", {Name(root), Text(subKey)},
+                    [&] { return FromStatus(::RegDeleteKeyW(root, subKey)); });
     }
-
     HRESULT STDMETHODCALLTYPE SetValue(HKEY key, const wchar_t* name, DWORD reserved, DWORD type, const BYTE* data,
                                        DWORD size) override {
-        HRESULT hr = S_OK;
-        if (!log_->Record(L"SetValue",
-                          {log_->KeyName(key), Text(name), std::to_wstring(reserved), std::to_wstring(type),
-                           Bytes(data, size), std::to_wstring(size)},
-                          hr))
-            return hr;
-        return FromStatus(::RegSetValueExW(key, name, reserved, type, data, size));
+        return Call(L"SetValue",
+                    {Name(key), Text(name), std::to_wstring(reserved), std::to_wstring(type), Bytes(data, size),
+                     std::to_wstring(size)},
+                    [&] { return FromStatus(::RegSetValueExW(key, name, reserved, type, data, size)); });
     }
-
     HRESULT STDMETHODCALLTYPE DeleteValue(HKEY key, const wchar_t* name) override {
-        HRESULT hr = S_OK;
-        if (!log_->Record(L"DeleteValue", {log_->KeyName(key), Text(name)}, hr)) return hr;
-        return FromStatus(::RegDeleteValueW(key, name));
+        return Call(L"DeleteValue", {Name(key), Text(name)}, [&] { return FromStatus(::RegDeleteValueW(key, name)); });
     }
-
     HRESULT STDMETHODCALLTYPE CloseKey(HKEY key) override {
-        HRESULT hr = S_OK;
-        if (!log_->Record(L"CloseKey", {log_->KeyName(key)}, hr)) return hr;
-        const LONG status = ::RegCloseKey(key);
-        if (status == ERROR_SUCCESS) log_->KeyClosed(key);
+        return Call(L"CloseKey", {Name(key)}, [&] {
+            const LONG status = ::RegCloseKey(key);
+            if (status == ERROR_SUCCESS) log_->KeyClosed(key);
+            return FromStatus(status);
+        });
+    }
+    VT_UNUSED_SLOT(4) VT_UNUSED_SLOT(7) VT_UNUSED_SLOT(8) VT_UNUSED_SLOT(9) VT_UNUSED_SLOT(10) VT_UNUSED_SLOT(11)
+
+private:
+    std::wstring Name(HKEY key) const { return log_->KeyName(key); }
+    // Names a key the service opened after its parent.
+    HRESULT Opened(HKEY root, const wchar_t* subKey, HKEY* key, LONG status) {
+        if (status == ERROR_SUCCESS) log_->KeyOpened(*key, Name(root) + L"\\" + Text(subKey));
         return FromStatus(status);
     }
-
-    VT_UNUSED_SLOT(4)
-    VT_UNUSED_SLOT(7)
-    VT_UNUSED_SLOT(8)
-    VT_UNUSED_SLOT(9)
-    VT_UNUSED_SLOT(10)
-    VT_UNUSED_SLOT(11)
-
-private:
-    ~RegistryDouble() override { log_->InterfaceGone(); }
 };
 
-class FilesDouble final : public Double<IBackvaultFiles> {
+class FilesDouble final : public Double<IBackvaultFiles, true> {
 public:
-    explicit FilesDouble(std::shared_ptr<SiblingCallLog> log) : Double(std::move(log)) { log_->InterfaceMade(); }
+    using Double::Double;
 
     HRESULT STDMETHODCALLTYPE DeleteFile(const wchar_t* fileName) override {
-        HRESULT hr = S_OK;
-        if (!log_->Record(L"DeleteFile", {Text(fileName)}, hr)) return hr;
-        if (!Backup(fileName)) return HRESULT_FROM_WIN32(ERROR_FILE_NOT_FOUND);
-        return ::DeleteFileW(fileName) ? S_OK : LastError();
+        return Call(L"DeleteFile", {Text(fileName)}, [&] { return FromBool(::DeleteFileW(fileName)); });
     }
-
     HRESULT STDMETHODCALLTYPE RemoveDir(const wchar_t* path) override {
-        HRESULT hr = S_OK;
-        if (!log_->Record(L"RemoveDir", {Text(path)}, hr)) return hr;
-        return ::RemoveDirectoryW(path) ? S_OK : LastError();
+        return Call(L"RemoveDir", {Text(path)}, [&] { return FromBool(::RemoveDirectoryW(path)); });
     }
-
     HRESULT STDMETHODCALLTYPE BackupFile(const wchar_t* fileName) override {
-        HRESULT hr = S_OK;
-        if (!log_->Record(L"BackupFile", {Text(fileName)}, hr)) return hr;
-        return Backup(fileName) ? S_OK : HRESULT_FROM_WIN32(ERROR_FILE_NOT_FOUND);
+        return Call(L"BackupFile", {Text(fileName)}, [&] { return FileExists(fileName) ? S_OK : HRESULT_FROM_WIN32(ERROR_FILE_NOT_FOUND); });
     }
-
-    VT_UNUSED_SLOT(1)
-    VT_UNUSED_SLOT(3)
-    VT_UNUSED_SLOT(4)
-    VT_UNUSED_SLOT(5)
-    VT_UNUSED_SLOT(6)
-    VT_UNUSED_SLOT(7)
-
-private:
-    ~FilesDouble() override { log_->InterfaceGone(); }
-
-    bool Backup(const wchar_t* fileName) {
-        if (!fileName || !FileExists(fileName)) return false;
-        log_->backups[fileName] = ReadWholeFile(fileName);
-        return true;
-    }
+    VT_UNUSED_SLOT(1) VT_UNUSED_SLOT(3) VT_UNUSED_SLOT(4) VT_UNUSED_SLOT(5) VT_UNUSED_SLOT(6) VT_UNUSED_SLOT(7)
 };
 
 class BackupServiceDouble final : public Double<IBackvault> {
@@ -166,46 +121,16 @@ public:
 
     HRESULT STDMETHODCALLTYPE GetRegistry(IBackvaultRegistry** registry) override {
         *registry = nullptr;
-        HRESULT hr = S_OK;
-        if (!log_->Record(L"GetRegistry", {}, hr)) return hr;
-        *registry = MakeCom<RegistryDouble>(log_).Detach();
-        return S_OK;
+        return Call(L"GetRegistry", {}, [&] { *registry = MakeCom<RegistryDouble>(log_).Detach(); return S_OK; });
     }
-
     HRESULT STDMETHODCALLTYPE GetFiles(IBackvaultFiles** files) override {
         *files = nullptr;
-        HRESULT hr = S_OK;
-        if (!log_->Record(L"GetFiles", {}, hr)) return hr;
-        *files = MakeCom<FilesDouble>(log_).Detach();
-        return S_OK;
+        return Call(L"GetFiles", {}, [&] { *files = MakeCom<FilesDouble>(log_).Detach(); return S_OK; });
     }
-
-    VT_UNUSED_SLOT(3)
-    VT_UNUSED_SLOT(4)
-    VT_UNUSED_SLOT(5)
-    VT_UNUSED_SLOT(6)
-    VT_UNUSED_SLOT(7)
-    VT_UNUSED_SLOT(8)
-    VT_UNUSED_SLOT(9)
-    VT_UNUSED_SLOT(10)
-    VT_UNUSED_SLOT(11)
-    VT_UNUSED_SLOT(12)
-    VT_UNUSED_SLOT(13)
-    VT_UNUSED_SLOT(14)
-    VT_UNUSED_SLOT(15)
-    VT_UNUSED_SLOT(16)
-    VT_UNUSED_SLOT(17)
-    VT_UNUSED_SLOT(18)
-    VT_UNUSED_SLOT(19)
-    VT_UNUSED_SLOT(20)
-    VT_UNUSED_SLOT(21)
-    VT_UNUSED_SLOT(22)
-    VT_UNUSED_SLOT(23)
-    VT_UNUSED_SLOT(24)
-    VT_UNUSED_SLOT(25)
-
-private:
-    ~BackupServiceDouble() override = default;
+    VT_UNUSED_SLOT(3) VT_UNUSED_SLOT(4) VT_UNUSED_SLOT(5) VT_UNUSED_SLOT(6) VT_UNUSED_SLOT(7) VT_UNUSED_SLOT(8)
+    VT_UNUSED_SLOT(9) VT_UNUSED_SLOT(10) VT_UNUSED_SLOT(11) VT_UNUSED_SLOT(12) VT_UNUSED_SLOT(13) VT_UNUSED_SLOT(14)
+    VT_UNUSED_SLOT(15) VT_UNUSED_SLOT(16) VT_UNUSED_SLOT(17) VT_UNUSED_SLOT(18) VT_UNUSED_SLOT(19) VT_UNUSED_SLOT(20)
+    VT_UNUSED_SLOT(21) VT_UNUSED_SLOT(22) VT_UNUSED_SLOT(23) VT_UNUSED_SLOT(24) VT_UNUSED_SLOT(25)
 };
 
 class WipeHelperDouble final : public Double<IDiskWipeHelper> {
@@ -215,61 +140,26 @@ public:
     HRESULT STDMETHODCALLTYPE WipeFile(const wchar_t* fileName, std::uint64_t* wipedBytes, bool* wiped) override {
         *wipedBytes = 0;
         *wiped = false;
-        HRESULT hr = S_OK;
-        if (!log_->Record(L"WipeFile", {Text(fileName)}, hr)) return hr;
-        if (!fileName || !FileExists(fileName)) return S_OK;
-        const std::int64_t size = FileSizeOf(fileName);
-        if (size < 0 || !WriteWholeFile(fileName, std::vector<std::uint8_t>(static_cast<std::size_t>(size), 0)))
+        return Call(L"WipeFile", {Text(fileName)}, [&] {
+            const std::int64_t size = FileExists(fileName) ? FileSizeOf(fileName) : -1;
+            if (size >= 0 && WriteWholeFile(fileName, std::vector<std::uint8_t>(static_cast<std::size_t>(size)))) {
+                *wipedBytes = static_cast<std::uint64_t>(size);
+                *wiped = ::DeleteFileW(fileName) != FALSE;
+            }
             return S_OK;
-        *wipedBytes = static_cast<std::uint64_t>(size);
-        *wiped = ::DeleteFileW(fileName) != FALSE;
-        return S_OK;
+        });
     }
-
-    VT_UNUSED_SLOT(1)
-    VT_UNUSED_SLOT(2)
-    VT_UNUSED_SLOT(3)
-    VT_UNUSED_SLOT(4)
-    VT_UNUSED_SLOT(5)
-    VT_UNUSED_SLOT(6)
-    VT_UNUSED_SLOT(7)
-    VT_UNUSED_SLOT(8)
-    VT_UNUSED_SLOT(9)
-    VT_UNUSED_SLOT(10)
-    VT_UNUSED_SLOT(11)
-    VT_UNUSED_SLOT(12)
-    VT_UNUSED_SLOT(13)
-    VT_UNUSED_SLOT(14)
-    VT_UNUSED_SLOT(15)
-    VT_UNUSED_SLOT(16)
-    VT_UNUSED_SLOT(17)
-    VT_UNUSED_SLOT(18)
-    VT_UNUSED_SLOT(19)
-    VT_UNUSED_SLOT(20)
-    VT_UNUSED_SLOT(21)
-    VT_UNUSED_SLOT(22)
-    VT_UNUSED_SLOT(23)
-    VT_UNUSED_SLOT(24)
-    VT_UNUSED_SLOT(25)
-    VT_UNUSED_SLOT(26)
-    VT_UNUSED_SLOT(27)
-    VT_UNUSED_SLOT(28)
-    VT_UNUSED_SLOT(29)
-    VT_UNUSED_SLOT(30)
+    VT_UNUSED_SLOT(1) VT_UNUSED_SLOT(2) VT_UNUSED_SLOT(3) VT_UNUSED_SLOT(4) VT_UNUSED_SLOT(5) VT_UNUSED_SLOT(6)
+    VT_UNUSED_SLOT(7) VT_UNUSED_SLOT(8) VT_UNUSED_SLOT(9) VT_UNUSED_SLOT(10) VT_UNUSED_SLOT(11) VT_UNUSED_SLOT(12)
+    VT_UNUSED_SLOT(13) VT_UNUSED_SLOT(14) VT_UNUSED_SLOT(15) VT_UNUSED_SLOT(16) VT_UNUSED_SLOT(17) VT_UNUSED_SLOT(18)
+    VT_UNUSED_SLOT(19) VT_UNUSED_SLOT(20) VT_UNUSED_SLOT(21) VT_UNUSED_SLOT(22) VT_UNUSED_SLOT(23) VT_UNUSED_SLOT(24)
+    VT_UNUSED_SLOT(25) VT_UNUSED_SLOT(26) VT_UNUSED_SLOT(27) VT_UNUSED_SLOT(28) VT_UNUSED_SLOT(29) VT_UNUSED_SLOT(30)
     VT_UNUSED_SLOT(32)
-
-private:
-    ~WipeHelperDouble() override = default;
 };
 
 #undef VT_UNUSED_SLOT
 
 }  // namespace
-
-SiblingCallLog::SiblingCallLog() {
-    keyNames_[HKEY_CURRENT_USER] = L"HKCU";
-    keyNames_[HKEY_LOCAL_MACHINE] = L"HKLM";
-}
 
 std::vector<std::wstring> SiblingCallLog::Operations() const {
     std::vector<std::wstring> result;
@@ -279,11 +169,8 @@ std::vector<std::wstring> SiblingCallLog::Operations() const {
 }
 
 std::wstring SiblingCallLog::KeyName(HKEY key) const {
-    if (const auto found = keyNames_.find(key); found != keyNames_.end()) return found->second;
-    if (!key) return L"null";
-    wchar_t buffer[32];
-    std::swprintf(buffer, 32, L"0x%llX", static_cast<unsigned long long>(reinterpret_cast<std::uintptr_t>(key)));
-    return buffer;
+    const auto found = keyNames_.find(key);
+    return found != keyNames_.end() ? found->second : key ? L"<unnamed>" : L"null";
 }
 
 bool SiblingCallLog::Record(const std::wstring& operation, const std::vector<std::wstring>& arguments,
@@ -292,19 +179,8 @@ bool SiblingCallLog::Record(const std::wstring& operation, const std::vector<std
     for (std::size_t i = 0; i < arguments.size(); ++i) call += (i ? L", " : L"") + arguments[i];
     calls_.push_back(call + L")");
     const auto fault = faults_.find(operation);
-    if (fault == faults_.end()) return true;
-    hr = fault->second;
-    return false;
-}
-
-void SiblingCallLog::KeyOpened(HKEY key, std::wstring name) {
-    keyNames_[key] = std::move(name);
-    ++openKeys_;
-}
-
-void SiblingCallLog::KeyClosed(HKEY key) {
-    keyNames_.erase(key);
-    --openKeys_;
+    if (fault != faults_.end()) hr = fault->second;
+    return fault == faults_.end();
 }
 
 Com<IBackvault> MakeBackupService(std::shared_ptr<SiblingCallLog> log) {

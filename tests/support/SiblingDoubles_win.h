@@ -3,18 +3,12 @@
 // do what the real ones do to the registry and the file system, record every
 // call in one shared log, in order, and can be told to fail an operation.
 //
-//     auto log = std::make_shared<test::SiblingCallLog>();
-//     auto service = test::MakeBackupService(log);
-//     log->NameKey(scratchKey, L"scratch");
-//     log->Fail(L"DeleteValue", E_ACCESSDENIED);
-//
 // A call is recorded as "Operation(argument, ...)"; key handles appear under
 // the name given with NameKey, or as "<parent name>\<sub-key>" for keys the
 // service opened itself. Slots no caller of ours uses answer E_NOTIMPL and
 // are recorded as "Reserved<slot>".
 #pragma once
 
-#include <cstdint>
 #include <map>
 #include <memory>
 #include <string>
@@ -27,8 +21,6 @@ namespace vt::test {
 
 class SiblingCallLog {
 public:
-    SiblingCallLog();
-
     // Every call so far, in order.
     const std::vector<std::wstring>& Calls() const noexcept { return calls_; }
     // The calls without those to the interface getters (GetRegistry, GetFiles).
@@ -39,38 +31,29 @@ public:
     // anything; a success code makes it claim success for work it skipped.
     void Fail(const std::wstring& operation, HRESULT hr = E_FAIL) { faults_[operation] = hr; }
     void Heal() { faults_.clear(); }
-
-    // The name key handle appears under in the record.
     void NameKey(HKEY key, std::wstring name) { keyNames_[key] = std::move(name); }
-    std::wstring KeyName(HKEY key) const;
 
     // Registry and file interfaces handed out and not yet released, and keys
     // opened through the service and not yet closed.
-    int LiveInterfaces() const noexcept { return liveInterfaces_; }
-    int OpenKeys() const noexcept { return openKeys_; }
-
-    // What BackupFile saved, by file name.
-    std::map<std::wstring, std::vector<std::uint8_t>> backups;
+    int liveInterfaces = 0;
+    int openKeys = 0;
 
     // Used by the doubles: records the call; true when it is to be carried out,
     // otherwise hr holds the injected answer.
     bool Record(const std::wstring& operation, const std::vector<std::wstring>& arguments, HRESULT& hr);
-    void KeyOpened(HKEY key, std::wstring name);
-    void KeyClosed(HKEY key);
-    void InterfaceMade() noexcept { ++liveInterfaces_; }
-    void InterfaceGone() noexcept { --liveInterfaces_; }
+    std::wstring KeyName(HKEY key) const;
+    void KeyOpened(HKEY key, std::wstring name) { NameKey(key, std::move(name)); ++openKeys; }
+    void KeyClosed(HKEY key) { keyNames_.erase(key); --openKeys; }
 
 private:
     std::vector<std::wstring> calls_;
     std::map<std::wstring, HRESULT> faults_;
     std::map<HKEY, std::wstring> keyNames_;
-    int liveInterfaces_ = 0;
-    int openKeys_ = 0;
 };
 
 // The backup service: GetRegistry and GetFiles hand out a fresh interface
-// each time. Registry operations are the registry functions themselves;
-// DeleteFile and BackupFile keep the file's bytes in log->backups first.
+// each time. Its operations are the registry and file functions themselves;
+// BackupFile only checks that the file exists.
 Com<IBackvault> MakeBackupService(std::shared_ptr<SiblingCallLog> log);
 
 // The wipe helper: WipeFile overwrites the file with zeros and deletes it,

@@ -1,11 +1,10 @@
-#include "ProcessMemory.h"
+#include "System.h"
 
 #include <fstream>
+#include <string>
 #if defined(__GLIBC__)
 #include <malloc.h>
 #endif
-#include <sstream>
-#include <string>
 
 namespace vt::bench {
 
@@ -14,15 +13,8 @@ namespace {
 // A "Name:   1234 kB" line of /proc/self/status, in bytes; 0 when missing.
 std::uint64_t StatusField(const std::string& name) {
     std::ifstream status("/proc/self/status");
-    std::string line;
-    while (std::getline(status, line)) {
-        if (line.compare(0, name.size(), name) != 0 || line.size() <= name.size() || line[name.size()] != ':')
-            continue;
-        std::istringstream fields(line.substr(name.size() + 1));
-        std::uint64_t kib = 0;
-        fields >> kib;
-        return kib * 1024;
-    }
+    for (std::string line; std::getline(status, line);)
+        if (line.rfind(name + ":", 0) == 0) return std::stoull(line.substr(name.size() + 1)) * 1024;
     return 0;
 }
 
@@ -35,8 +27,7 @@ std::uint64_t PeakResidentBytes() { return StatusField("VmHWM"); }
 bool ResetPeakResident() {
     // Writing 5 to clear_refs resets VmHWM to the current RSS (Linux 4.0+).
     std::ofstream clear("/proc/self/clear_refs");
-    clear << "5";
-    clear.flush();
+    clear << "5" << std::flush;
     return static_cast<bool>(clear);
 }
 
@@ -45,5 +36,7 @@ void ReturnFreedMemory() {
     malloc_trim(0);
 #endif
 }
+
+Com<IStream> NewHGlobalStream() { return nullptr; }
 
 }  // namespace vt::bench

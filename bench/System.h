@@ -1,9 +1,13 @@
-// Resident memory of the benchmark process, in bytes. Natively from
-// /proc/self/status (VmRSS, VmHWM); on Windows from GetProcessMemoryInfo
-// (WorkingSetSize, PeakWorkingSetSize). 0 when the system does not say.
+// What the benchmark asks of the system: the resident memory of its process,
+// in bytes (natively from /proc/self/status, VmRSS and VmHWM; on Windows from
+// GetProcessMemoryInfo, WorkingSetSize and PeakWorkingSetSize; 0 when the
+// system does not say), and the system's memory IStream.
 #pragma once
 
 #include <cstdint>
+
+#include "runtime/ComObject.h"
+#include "vantrel/ComTypes.h"
 
 namespace vt::bench {
 
@@ -19,5 +23,10 @@ bool ResetPeakResident();
 // a freed million items resident), so a case starts from what is really in
 // use. Nothing to do on Windows, whose heap gives large frees back itself.
 void ReturnFreedMemory();
+
+// A new empty CreateStreamOnHGlobal stream (the kind a Windows host is likely
+// to hand the engine) that frees its memory on release; null natively or when
+// the system refuses.
+Com<IStream> NewHGlobalStream();
 
 }  // namespace vt::bench
