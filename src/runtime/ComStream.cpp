@@ -53,7 +53,38 @@ std::size_t ComStreamAdapter::ReadStream(std::uint8_t* buffer, std::size_t count
     return total;
 }
 
-void ComStreamAdapter::WriteStream(const std::uint8_t* buffer, std::size_t count) {
+void ComStreamAdapter::GrowAhead(std::int64_t end, std::int64_t at) {
+    if (growthRefused_) return;
+    if (hostSize_ < 0) {
+        SeekStream(0, STREAM_SEEK_END, &hostSize_);
+        SeekStream(at, STREAM_SEEK_SET, nullptr);
+    }
+    if (end <= hostSize_) return;
+    constexpr std::int64_t kLeastGrowth = 1 << 20;
+    const std::int64_t size = std::max({end, 2 * hostSize_, kLeastGrowth});
+    ULARGE_INTEGER newSize;
+    newSize.QuadPart = static_cast<std::uint64_t>(size);
+    if (FAILED(stream_->SetSize(newSize))) {
+        growthRefused_ = true;  // the stream grows by its writes, as it would without us
+        return;
+    }
+    if (!grown_) writtenEnd_ = hostSize_;  // not grown yet: the size is all real bytes
+    hostSize_ = size;
+    grown_ = true;
+}
+
+void ComStreamAdapter::TrimGrowth() {
+    if (!grown_) return;
+    grown_ = false;
+    ULARGE_INTEGER newSize;
+    newSize.QuadPart = static_cast<std::uint64_t>(writtenEnd_);
+    if (FAILED(stream_->SetSize(newSize))) ThrowStreamWrite();
+    hostSize_ = writtenEnd_;
+}
+
+void ComStreamAdapter::WriteStream(const std::uint8_t* buffer, std::size_t count, std::int64_t at) {
+    const std::int64_t end = at + static_cast<std::int64_t>(count);
+    GrowAhead(end, at);
     std::size_t total = 0;
     while (total < count) {
         const auto piece = static_cast<ULONG>(std::min(count - total, kMaxCall));
@@ -61,22 +92,32 @@ void ComStreamAdapter::WriteStream(const std::uint8_t* buffer, std::size_t count
         if (FAILED(stream_->Write(buffer + total, piece, &written)) || written != piece) ThrowStreamWrite();
         total += piece;
     }
+    if (grown_) {
+        writtenEnd_ = std::max(writtenEnd_, end);
+    } else if (hostSize_ >= 0) {
+        hostSize_ = std::max(hostSize_, end);
+    }
 }
 
-void ComStreamAdapter::Flush() {
+void ComStreamAdapter::WritePending() {
     const Mode mode = std::exchange(mode_, Mode::Idle);
     const std::size_t filled = std::exchange(filled_, 0);
     if (mode == Mode::Writing && filled > 0) {
-        WriteStream(buffer_.data(), filled);
+        WriteStream(buffer_.data(), filled, bufferStart_);
     } else if (mode == Mode::Reading && bufferStart_ + static_cast<std::int64_t>(filled) != position_) {
         // The IStream stands at the end of the block read ahead; put it back.
         SeekStream(position_, STREAM_SEEK_SET, nullptr);
     }
 }
 
+void ComStreamAdapter::Flush() {
+    WritePending();
+    TrimGrowth();
+}
+
 std::size_t ComStreamAdapter::Read(void* buffer, std::size_t count) {
     if (count == 0) return 0;
-    if (mode_ == Mode::Writing) Flush();
+    if (mode_ == Mode::Writing || grown_) Flush();  // no reading of room grown ahead
     auto* out = static_cast<std::uint8_t*>(buffer);
     std::size_t done = 0;
     while (done < count) {
@@ -114,10 +155,10 @@ void ComStreamAdapter::Write(const void* buffer, std::size_t count) {
     if (count == 0) return;
     if (mode_ == Mode::Reading) Flush();
     const auto* in = static_cast<const std::uint8_t*>(buffer);
-    if (mode_ == Mode::Writing && filled_ + count > kBlockSize) Flush();
+    if (mode_ == Mode::Writing && filled_ + count > kBlockSize) WritePending();
     if (count >= kBlockSize) {
-        Flush();
-        WriteStream(in, count);
+        WritePending();
+        WriteStream(in, count, position_);
         position_ += static_cast<std::int64_t>(count);
         return;
     }
@@ -166,6 +207,7 @@ void ComStreamAdapter::SetSize(std::int64_t size) {
     ULARGE_INTEGER newSize;
     newSize.QuadPart = static_cast<std::uint64_t>(size);
     if (FAILED(stream_->SetSize(newSize))) ThrowStreamWrite();
+    hostSize_ = size;
 }
 
 // --- TMemoryIStream ---------------------------------------------------------

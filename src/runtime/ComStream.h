@@ -17,6 +17,11 @@ namespace vt {
 // (a million Integers) cost a COM call per block, not per value. After Flush
 // the IStream's own position equals Position(). The IStream is not owned but
 // holds a reference while the adapter lives.
+//
+// Writing past the IStream's end grows it ahead with SetSize, at least doubling
+// it, and Flush cuts it back to what was written. Streams that reallocate on
+// every growing Write (CreateStreamOnHGlobal) would otherwise copy their whole
+// content once per block, which makes saving a large scan quadratic.
 class ComStreamAdapter final : public Stream {
 public:
     static constexpr std::size_t kBlockSize = 64 * 1024;
@@ -44,8 +49,9 @@ public:
     // Flushes and resizes the IStream; failure raises the write error.
     void SetSize(std::int64_t size) override;
 
-    // Writes pending bytes and puts the IStream's position at Position();
-    // raises the write or seek error on failure (the pending bytes are dropped).
+    // Writes pending bytes, cuts off room grown ahead, and puts the IStream's
+    // position at Position(); raises the write or seek error on failure (the
+    // pending bytes are dropped).
     void Flush();
 
 private:
@@ -53,7 +59,15 @@ private:
 
     void SeekStream(std::int64_t offset, DWORD origin, std::int64_t* newPosition);
     std::size_t ReadStream(std::uint8_t* buffer, std::size_t count);
-    void WriteStream(const std::uint8_t* buffer, std::size_t count);
+    // Writes count bytes at offset at, where the IStream stands.
+    void WriteStream(const std::uint8_t* buffer, std::size_t count, std::int64_t at);
+    // Writes the pending block, leaving room grown ahead in place.
+    void WritePending();
+    // Grows the IStream ahead so that it holds at least end bytes; the IStream
+    // stands at at and is put back there.
+    void GrowAhead(std::int64_t end, std::int64_t at);
+    // Cuts the IStream back to the bytes written when it was grown ahead.
+    void TrimGrowth();
 
     Com<IStream> stream_;
     std::vector<std::uint8_t> buffer_;
@@ -64,6 +78,12 @@ private:
     std::int64_t bufferStart_ = 0;
     std::size_t filled_ = 0;
     std::int64_t position_ = 0;
+    // The IStream's size as last set or seen (-1 until needed), and while
+    // grown_ the end of what was really written (the size Flush restores).
+    std::int64_t hostSize_ = -1;
+    std::int64_t writtenEnd_ = 0;
+    bool grown_ = false;
+    bool growthRefused_ = false;  // the IStream failed a SetSize: write plainly
 };
 
 // A portable IStream over a byte vector (tests and tools). Read, Write, Seek

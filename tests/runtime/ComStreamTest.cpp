@@ -24,9 +24,20 @@ public:
         ++calls;
         return FAILED(failure) ? failure : TMemoryIStream::Read(pv, cb, got);
     }
+    int growths = 0;               // times the stream's size went up, by Write or SetSize
+    bool refuseSetSize = false;
+
     HRESULT STDMETHODCALLTYPE Write(const void* pv, ULONG cb, ULONG* put) override {
         ++calls;
-        return FAILED(failure) ? failure : TMemoryIStream::Write(pv, cb, put);
+        const std::size_t before = Bytes().size();
+        const HRESULT hr = FAILED(failure) ? failure : TMemoryIStream::Write(pv, cb, put);
+        growths += Bytes().size() > before;
+        return hr;
+    }
+    HRESULT STDMETHODCALLTYPE SetSize(ULARGE_INTEGER size) override {
+        if (refuseSetSize) return E_NOTIMPL;
+        growths += size.QuadPart > Bytes().size();
+        return TMemoryIStream::SetSize(size);
     }
     HRESULT STDMETHODCALLTYPE Seek(LARGE_INTEGER move, DWORD origin, ULARGE_INTEGER* pos) override {
         ++calls;
@@ -59,6 +70,30 @@ TEST(ComStream, HundredThousandIntegersCostFewComCalls) {
     TStreamWrapper w(adapter);
     for (std::int32_t i = 0; i < 100000; ++i) ASSERT_EQ(w.ReadInteger(), i * 7);
     EXPECT_LE(host->calls, 12) << "reads";
+}
+
+// A stream that reallocates whenever it grows must not grow once per block:
+// the adapter grows it ahead and cuts it back to the bytes written on Flush.
+// A stream that refuses SetSize simply grows by its writes.
+TEST(ComStream, GrowsTheIStreamAheadAndCutsItBackOnFlush) {
+    for (const bool refused : {false, true}) {
+        auto host = MakeCom<CountingIStream>(Bytes{9, 9, 9});
+        host->refuseSetSize = refused;
+        Bytes expected{9, 9, 9};
+        ComStreamAdapter adapter(host.Get());
+        adapter.Seek(0, SeekOrigin::End);
+        for (int i = 0; i < 8 * 1024; ++i) {
+            const Bytes piece(1024, static_cast<std::uint8_t>(i));
+            adapter.Write(piece.data(), piece.size());
+            expected.insert(expected.end(), piece.begin(), piece.end());
+        }
+        adapter.Flush();
+        EXPECT_EQ(host->Bytes(), expected) << refused;
+        EXPECT_EQ(adapter.Size(), static_cast<std::int64_t>(expected.size()));
+        if (!refused) {
+            EXPECT_LE(host->growths, 6);
+        }
+    }
 }
 
 // The adapter must behave exactly like a plain memory stream, whatever the
