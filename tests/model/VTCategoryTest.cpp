@@ -240,8 +240,9 @@ TEST(CategoryBase, ProgressIsReportedInBatchesAndYieldsAtMostEvery150Ms) {
     category->ReportProgress(100, true, false);
     EXPECT_DOUBLE_EQ(v.progress.back(), 3.0);
     start = steady_clock::now();
-    for (int i = 0; i < 40; ++i) category->ReportProgress(0, true);
-    EXPECT_LT(steady_clock::now() - start, 120ms);  // yielding on every report would take 200 ms
+    for (int i = 0; i < 100; ++i) category->ReportProgress(0, true);
+    // Yielding on every report would take 500 ms; the margin absorbs a loaded machine.
+    EXPECT_LT(steady_clock::now() - start, 300ms);
 }
 
 TEST(CategoryBase, CanOpenForDeleteLogsAFileItCannotOpen) {
