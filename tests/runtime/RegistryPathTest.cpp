@@ -17,8 +17,9 @@ TEST(RegistryPath, RootNamesRoundTripAndShortFormsParse) {
     };
     for (const auto& [text, root] : cases) {
         EXPECT_EQ(StrToRegistryRoot(text), root) << text;
-        if (root && text[0] == L'H' && text[1] == L'K' && text[2] == L'E')
+        if (root && text[0] == L'H' && text[1] == L'K' && text[2] == L'E') {
             EXPECT_EQ(RegistryRootToStr(*root), text);
+        }
     }
     EXPECT_EQ(RegistryRootToStr(static_cast<RegistryRoot>(7)), L"");
 }
