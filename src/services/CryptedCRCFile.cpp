@@ -147,23 +147,42 @@ std::vector<std::uint8_t> TCryptedFile::EncipherText(std::wstring_view AText, in
     return bytes;
 }
 
+bool TCryptedFile::ReadHeaderAt(std::int64_t APosition, std::int64_t ASize, TCryptedRecordHeader& AHeader) {
+    Stream& s = FileBuf();
+    // A write cut short (a crash, a full disk) leaves a last record whose
+    // header or text runs past the end. Its text cannot be read, so it is as
+    // good as absent; failing here would make every later load and save fail
+    // until the file is deleted by hand.
+    if (ASize - APosition < static_cast<std::int64_t>(kCryptedRecordHeaderSize)) {
+        LogTorn(APosition, L"header cut short");
+        return false;
+    }
+    std::uint8_t raw[kCryptedRecordHeaderSize];
+    s.SetPosition(APosition);
+    s.ReadBuffer(raw, sizeof raw);
+    AHeader = DecodeHeader(raw);
+    // A negative Length would walk backwards for ever: corruption, not a torn write.
+    if (AHeader.Length < 0)
+        ThrowCorrupt(L"record at offset " + std::to_wstring(APosition) + L" has an invalid length " +
+                     std::to_wstring(AHeader.Length));
+    if (APosition + static_cast<std::int64_t>(kCryptedRecordHeaderSize) + AHeader.Length > ASize) {
+        LogTorn(APosition, L"length " + std::to_wstring(AHeader.Length) + L" past the end");
+        return false;
+    }
+    return true;
+}
+
+void TCryptedFile::LogTorn(std::int64_t APosition, const std::wstring& AWhat) const {
+    TDebugLog::Log(llWarning, kSender, L"Torn record at offset %d in \"%s\" (%s): treated as not found",
+                   {static_cast<long long>(APosition), fFilePath, AWhat});
+}
+
 bool TCryptedFile::FindRecord(std::int32_t AId, TCryptedRecordHeader& AHeader) {
     Stream& s = FileBuf();
     const std::int64_t size = s.Size();
-    if (size == 0) return false;
-    std::int64_t position = s.Seek(0, SeekOrigin::Begin);
-    for (;;) {
-        if (size - position < static_cast<std::int64_t>(kCryptedRecordHeaderSize))
-            ThrowCorrupt(L"record header at offset " + std::to_wstring(position) + L" is cut short");
-        std::uint8_t raw[kCryptedRecordHeaderSize];
-        s.ReadBuffer(raw, sizeof raw);
-        AHeader = DecodeHeader(raw);
-        const std::int64_t text = position + static_cast<std::int64_t>(kCryptedRecordHeaderSize);
-        // A negative Length would walk backwards for ever; a text past the end
-        // means the file was cut short. Both are corruption, not absence.
-        if (AHeader.Length < 0 || text + AHeader.Length > size)
-            ThrowCorrupt(L"record at offset " + std::to_wstring(position) + L" has an invalid length " +
-                         std::to_wstring(AHeader.Length));
+    std::int64_t position = 0;
+    while (position < size) {
+        if (!ReadHeaderAt(position, size, AHeader)) return false;
         if (AHeader.Id == AId) {
             if (AHeader.Length % 2 != 0)
                 ThrowCorrupt(L"record at offset " + std::to_wstring(position) + L" has an odd length " +
@@ -171,8 +190,27 @@ bool TCryptedFile::FindRecord(std::int32_t AId, TCryptedRecordHeader& AHeader) {
             if (AHeader.Count <= 0) ThrowInvalidOperation();
             return true;
         }
-        position = s.Seek(AHeader.Length, SeekOrigin::Current);
-        if (position >= size) return false;
+        position += static_cast<std::int64_t>(kCryptedRecordHeaderSize) + AHeader.Length;
+        s.SetPosition(position);
+    }
+    return false;
+}
+
+void TCryptedFile::CutTornTail() {
+    Stream& s = FileBuf();
+    const std::int64_t size = s.Size();
+    std::int64_t position = 0;
+    TCryptedRecordHeader header;
+    while (position < size) {
+        if (!ReadHeaderAt(position, size, header)) {
+            // A record appended after the torn one would lie inside its
+            // claimed length and never be found: the torn bytes go first.
+            s.SetSize(position);
+            TDebugLog::Log(llWarning, kSender, L"Torn record cut at offset %d in \"%s\"",
+                           {static_cast<long long>(position), fFilePath});
+            return;
+        }
+        position += static_cast<std::int64_t>(kCryptedRecordHeaderSize) + header.Length;
     }
 }
 
@@ -188,6 +226,8 @@ void TCryptedFile::AddRecord(std::int32_t AId, const StringList& AList) {
     h.Length = static_cast<std::int32_t>(bytes.size());
     std::uint8_t raw[kCryptedRecordHeaderSize];
     EncodeHeader(h, raw);
+    CryptedFileUpdate update(*this, false);
+    CutTornTail();
     AppendRecord(raw, sizeof raw, bytes.data(), bytes.size());
 }
 

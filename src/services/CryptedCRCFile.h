@@ -123,13 +123,16 @@ protected:
 
     // Looks for the record with Id AId from the start (the stream must be
     // open). Found: AHeader holds its header and the stream stands at its
-    // text. Raises the invalid-operation error (empty message) for a found
-    // record with Count <= 0, and a corrupt-file error when a header is cut
-    // short, a Length is negative or odd, or a text runs past the end.
+    // text. A torn record (header cut short, or text running past the end:
+    // a write that did not finish) ends the search as not found, whatever its
+    // Id, and is logged. Raises the invalid-operation error (empty message)
+    // for a found record with Count <= 0, and a corrupt-file error for a
+    // negative Length or a found record with an odd one.
     bool FindRecord(std::int32_t AId, TCryptedRecordHeader& AHeader);
 
     // Appends a new record holding AList's text: Flag -1 when AList is sorted,
-    // else 0; Count = its line count; CRC of the enciphered bytes or 0.
+    // else 0; Count = its line count; CRC of the enciphered bytes or 0. A torn
+    // record at the end is cut off first (logged), so the new one can be found.
     void AddRecord(std::int32_t AId, const StringList& AList);
 
     // Appends AText to the record FindRecord just found (the stream stands at
@@ -157,6 +160,11 @@ protected:
     [[noreturn]] void ThrowCorrupt(const std::wstring& AWhat) const;
 
 private:
+    // Reads the header at APosition; false (logged) when the record there is torn.
+    bool ReadHeaderAt(std::int64_t APosition, std::int64_t ASize, TCryptedRecordHeader& AHeader);
+    void LogTorn(std::int64_t APosition, const std::wstring& AWhat) const;
+    // Truncates the file at the first torn record, if any.
+    void CutTornTail();
     bool LoadInto(std::int32_t AId, StringList* AList, std::unique_ptr<StringList>* AOwned);
     void OpenStream(bool AOnlyRead);
 
