@@ -503,9 +503,21 @@ HRESULT TVantrel::GetWipeDLL(IDiskWipeHelper** wipeHelper) {
     });
 }
 
+void TVantrel::RefuseWhileCleaningLocked(const wchar_t* AMessage) {
+    // The worker calls the wrapper's service and wipe helper without fLock:
+    // swapping them under it could free one in mid-call. A clean is under
+    // way from StartCleaning until its completion handler, the worker's last
+    // act, sets csCleaned; an aborted suspended clean reports csScanning
+    // meanwhile, hence the mode.
+    const bool running = fCurrentState == csScanning || fCurrentState == csScanPause ||
+                         fCurrentState == csCleaning || fCurrentState == csCleanPause;
+    if (fProcessMode == 1 && running) ThrowGeneral(AMessage);
+}
+
 HRESULT TVantrel::SetWipeDLL(IDiskWipeHelper* wipeHelper) {
     return Guarded([&] {
         Guard guard(fLock);
+        RefuseWhileCleaningLocked(L"The wipe helper cannot be changed while cleaning");
         fBVWrapper->SetWipeDLL(wipeHelper);
     });
 }
@@ -521,6 +533,7 @@ HRESULT TVantrel::GetBackvault(IBackvault** backvault) {
 HRESULT TVantrel::SetBackvault(IBackvault* backvault) {
     return Guarded([&] {
         Guard guard(fLock);
+        RefuseWhileCleaningLocked(L"The backup service cannot be changed while cleaning");
         fBVWrapper->SetBackvault(backvault);
         // Browser categories will pass the same service to the browser
         // helper here, once they exist.

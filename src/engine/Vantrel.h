@@ -69,8 +69,12 @@ public:
     HRESULT STDMETHODCALLTYPE GetCategories(ICategories** categories) override;
     HRESULT STDMETHODCALLTYPE GetOptions(ICleanerOptions** options) override;
     HRESULT STDMETHODCALLTYPE GetWipeDLL(IDiskWipeHelper** wipeHelper) override;
+    // Refused while a clean runs ("The wipe helper cannot be changed while
+    // cleaning"): the worker is using the one it has.
     HRESULT STDMETHODCALLTYPE SetWipeDLL(IDiskWipeHelper* wipeHelper) override;
     HRESULT STDMETHODCALLTYPE GetBackvault(IBackvault** backvault) override;
+    // Refused while a clean runs ("The backup service cannot be changed while
+    // cleaning"); during a scan and between runs it may change at any time.
     HRESULT STDMETHODCALLTYPE SetBackvault(IBackvault* backvault) override;
     HRESULT STDMETHODCALLTYPE GetIgnoreList(IIgnoreList** ignoreList) override;
     // From csReady, csScanned or csCleaned, else "Error while starting
@@ -132,6 +136,8 @@ private:
     // The end of a run: progress 100, the report stamped, csScanned or
     // csCleaned by the mode (fLock held).
     void CompleteRunLocked();
+    // Raises AMessage while a clean's worker may be using the removal wrapper (fLock held).
+    void RefuseWhileCleaningLocked(const wchar_t* AMessage);
     // Worker callbacks.
     void OnNextCategory(ICategory* ACategory);
     void OnScanComplete();

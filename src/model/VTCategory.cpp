@@ -19,9 +19,29 @@ namespace vt {
 namespace {
 
 // The handler a detected item calls through IEnabledChange: a plain function
-// with the category as its context, like a method pointer.
-void VANTREL_STDCALL ItemChangedThunk(void* data, IDetectedItem*) {
-    static_cast<TVTCategory*>(data)->OnItemCheckMarkChanged();
+// with the category as its context, like a method pointer. Hosts get it too
+// and call it from their own code, so nothing may escape it: a failure is
+// logged and the category keeps the mark it had.
+void VANTREL_STDCALL ItemChangedThunk(void* data, IDetectedItem*) noexcept {
+    auto* category = static_cast<TVTCategory*>(data);
+    try {
+        category->OnItemCheckMarkChanged();
+    } catch (...) {
+        try {
+            std::wstring what = L"unknown exception";
+            try {
+                throw;
+            } catch (const Exception& e) {
+                what = e.Message();
+            } catch (const std::exception& e) {
+                what = WidenMessage(e.what());
+            } catch (...) {
+            }
+            TDebugLog::Log(llError, category->ClassName(), L"Item check mark change failed: %s", {what});
+        } catch (...) {
+            // Out of memory while logging: the failure stays unlogged, not fatal.
+        }
+    }
 }
 
 // A 32-bit millisecond tick that wraps like the system's tick count.

@@ -6,6 +6,7 @@
 #include <type_traits>
 #include <utility>
 
+#include "platform/SysCalls.h"
 #include "platform/Win32.h"
 
 namespace vt::platform {
@@ -50,14 +51,16 @@ private:
     Handle h_ = Invalid();
 };
 
+// The closers go through the call table, so a test can make a close fail
+// (or count closes) like any other system call.
 namespace detail {
-inline void CloseKey(HKEY h) noexcept { ::RegCloseKey(h); }
-inline void CloseHandleFn(HANDLE h) noexcept { ::CloseHandle(h); }
-inline void CloseFind(HANDLE h) noexcept { ::FindClose(h); }
-inline void FreeLib(HMODULE h) noexcept { ::FreeLibrary(h); }
-inline void CloseServiceHandleFn(SC_HANDLE h) noexcept { ::CloseServiceHandle(h); }
-inline void CloseEventLogFn(HANDLE h) noexcept { ::CloseEventLog(h); }
-inline void FreeSidFn(PSID sid) noexcept { ::LocalFree(sid); }
+inline void CloseKey(HKEY h) noexcept { SysCalls().RegCloseKey(h); }
+inline void CloseHandleFn(HANDLE h) noexcept { SysCalls().CloseHandle(h); }
+inline void CloseFind(HANDLE h) noexcept { SysCalls().FindClose(h); }
+inline void FreeLib(HMODULE h) noexcept { SysCalls().FreeLibrary(h); }
+inline void CloseServiceHandleFn(SC_HANDLE h) noexcept { SysCalls().CloseServiceHandle(h); }
+inline void CloseEventLogFn(HANDLE h) noexcept { SysCalls().CloseEventLog(h); }
+inline void FreeSidFn(PSID sid) noexcept { SysCalls().LocalFree(sid); }
 }  // namespace detail
 
 // An HKEY closed by RegCloseKey.

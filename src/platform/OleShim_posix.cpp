@@ -86,13 +86,19 @@ HRESULT GetErrorInfo(ULONG, IErrorInfo** info) {
 
 namespace vt {
 
-void PublishErrorInfo(HRESULT code, const std::wstring& message) {
+void PublishErrorInfo(HRESULT code, const wchar_t* message) noexcept {
     if (SUCCEEDED(code)) {
         SetErrorInfo(0, nullptr);
         return;
     }
-    auto info = MakeCom<PortableErrorInfo>(message);
-    SetErrorInfo(0, info.Get());
+    try {
+        auto info = MakeCom<PortableErrorInfo>(std::wstring(message ? message : L""));
+        SetErrorInfo(0, info.Get());
+    } catch (...) {
+        // No memory for the error object: what a previous failure left must
+        // not pass for this one's message.
+        SetErrorInfo(0, nullptr);
+    }
 }
 
 }  // namespace vt

@@ -1,5 +1,6 @@
 // The Win32 registry and file functions the removal and search code calls,
-// reached through one table of function pointers (SQLite's os_win shape).
+// and the closers of every handle owner (platform/Handles.h), reached through
+// one table of function pointers (SQLite's os_win shape).
 // Each entry is the real function unless a test has put a fault in its place:
 //
 //     platform::ScopedSysCall deny(&platform::SysCallTable::RegOpenKeyExW, &DenyOpen);
@@ -31,6 +32,12 @@ struct SysCallTable {
     decltype(&::FindFirstFileW) FindFirstFileW = &::FindFirstFileW;
     decltype(&::FindNextFileW) FindNextFileW = &::FindNextFileW;
     decltype(&::FindClose) FindClose = &::FindClose;
+    // Closers of the owners of platform/Handles.h (FindClose and RegCloseKey above too).
+    decltype(&::CloseHandle) CloseHandle = &::CloseHandle;
+    decltype(&::FreeLibrary) FreeLibrary = &::FreeLibrary;
+    decltype(&::CloseServiceHandle) CloseServiceHandle = &::CloseServiceHandle;
+    decltype(&::CloseEventLog) CloseEventLog = &::CloseEventLog;
+    decltype(&::LocalFree) LocalFree = &::LocalFree;
 };
 
 // The process-wide table; never null, entries never null.

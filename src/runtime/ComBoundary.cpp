@@ -8,6 +8,15 @@ namespace vt {
 
 std::wstring WidenMessage(const char* what) { return FromUtf8(what ? what : ""); }
 
+void PublishStdExceptionInfo(HRESULT code, const char* what) noexcept {
+    try {
+        const std::wstring message = WidenMessage(what);
+        PublishErrorInfo(code, message.c_str());
+    } catch (...) {
+        PublishErrorInfo(code, L"Unexpected internal error");
+    }
+}
+
 BSTR AllocBstr(const std::wstring& text) {
     BSTR b = SysAllocStringLen(text.data(), static_cast<unsigned int>(text.size()));
     if (b == nullptr) throw std::bad_alloc();

@@ -12,9 +12,17 @@
 
 namespace vt {
 
-// Publishes an error's message for the calling thread (SetErrorInfo); an
-// empty message with S_OK clears what a previous failure left.
-void PublishErrorInfo(HRESULT code, const std::wstring& message);
+// Publishes an error's message for the calling thread (SetErrorInfo); S_OK
+// clears what a previous failure left. Never throws: when the error object
+// cannot be made (out of memory) nothing is published, and the caller's
+// HRESULT still tells the failure.
+void PublishErrorInfo(HRESULT code, const wchar_t* message) noexcept;
+inline void PublishErrorInfo(HRESULT code, const std::wstring& message) noexcept {
+    PublishErrorInfo(code, message.c_str());
+}
+// Publishes a std::exception's message (UTF-8); when widening it needs memory
+// that is not there, a fixed text instead. Never throws.
+void PublishStdExceptionInfo(HRESULT code, const char* what) noexcept;
 
 // Reads the calling thread's error message (GetErrorInfo), empty when none.
 std::wstring TakeErrorInfoMessage();
@@ -23,6 +31,9 @@ std::wstring TakeErrorInfoMessage();
 std::wstring WidenMessage(const char* what);
 
 // Runs body; returns S_OK, or the failure's HRESULT with its message published.
+// The handlers allocate nothing themselves (a bad_alloc escaping a noexcept
+// function would end the host's process): messages go out as the exception
+// holds them or as fixed texts.
 template <class Body>
 HRESULT Guarded(Body&& body) noexcept {
     try {
@@ -31,13 +42,13 @@ HRESULT Guarded(Body&& body) noexcept {
     } catch (const Exception& e) {
         // A thrown error always fails the call, whatever code it was given.
         const HRESULT code = FAILED(e.Code()) ? e.Code() : E_FAIL;
-        PublishErrorInfo(code, e.Message());
+        PublishErrorInfo(code, e.Message().c_str());
         return code;
     } catch (const std::bad_alloc&) {
         PublishErrorInfo(E_OUTOFMEMORY, L"Out of memory");
         return E_OUTOFMEMORY;
     } catch (const std::exception& e) {
-        PublishErrorInfo(E_FAIL, WidenMessage(e.what()));
+        PublishStdExceptionInfo(E_FAIL, e.what());
         return E_FAIL;
     } catch (...) {
         PublishErrorInfo(E_FAIL, L"Unexpected internal error");

@@ -6,6 +6,7 @@
 
 #include <atomic>
 #include <cstring>
+#include <string>
 #include <type_traits>
 #include <utility>
 
@@ -80,6 +81,12 @@ private:
     T* p_ = nullptr;
 };
 
+// The identifier as text, "{XXXXXXXX-XXXX-XXXX-XXXX-XXXXXXXXXXXX}".
+std::wstring GuidText(REFIID riid);
+// Logs, once per identifier for the process, that one of our objects was
+// asked for an interface it does not have. Never throws.
+void LogUnknownInterface(REFIID riid) noexcept;
+
 namespace detail {
 
 template <class Interface, class Self>
@@ -111,8 +118,9 @@ public:
             *ppv = static_cast<ISupportErrorInfo*>(this);
         } else if (!(detail::QueryOne<First>(this, riid, ppv) ||
                      (detail::QueryOne<Rest>(this, riid, ppv) || ...))) {
-            if (!QueryExtra(riid, ppv)) return E_NOINTERFACE;
-            return S_OK;
+            if (QueryExtra(riid, ppv)) return S_OK;
+            LogUnknownInterface(riid);
+            return E_NOINTERFACE;
         }
         AddRef();
         return S_OK;

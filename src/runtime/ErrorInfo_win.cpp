@@ -4,14 +4,15 @@
 
 namespace vt {
 
-void PublishErrorInfo(HRESULT code, const std::wstring& message) {
+void PublishErrorInfo(HRESULT code, const wchar_t* message) noexcept {
     if (SUCCEEDED(code)) {
         SetErrorInfo(0, nullptr);
         return;
     }
     ICreateErrorInfo* create = nullptr;
     if (FAILED(CreateErrorInfo(&create)) || create == nullptr) return;
-    create->SetDescription(const_cast<LPOLESTR>(message.c_str()));
+    // OLE copies the text with its own allocator; nothing here can throw.
+    create->SetDescription(const_cast<LPOLESTR>(message ? message : L""));
     create->SetSource(const_cast<LPOLESTR>(L"VantrelHelper"));
     IErrorInfo* info = nullptr;
     if (SUCCEEDED(create->QueryInterface(IID_IErrorInfo, reinterpret_cast<void**>(&info))) && info) {

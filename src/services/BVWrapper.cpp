@@ -16,9 +16,34 @@ namespace {
 
 constexpr wchar_t kSender[] = L"TBVWrapper";
 
+constexpr DWORD kRegOptionOpenLink = 0x8;  // REG_OPTION_OPEN_LINK
+
 // A failed HRESULT from a sibling stands for an exception raised by it.
 void Check(HRESULT hr) {
     if (FAILED(hr)) throw Exception(hr, TakeErrorInfoMessage());
+}
+
+// Logs the exception in flight that an operation turns into a failure
+// result. Called only inside a catch block; never throws.
+void LogSwallowed(const wchar_t* operation) noexcept {
+    try {
+        try {
+            throw;
+        } catch (const Exception& e) {
+            TDebugLog::Log(llError, kSender, L"%s failed (0x%x): %s",
+                           {operation, static_cast<unsigned>(e.Code()), e.Message()});
+        } catch (const std::exception& e) {
+            TDebugLog::Log(llError, kSender, L"%s failed: %s", {operation, WidenMessage(e.what())});
+        } catch (...) {
+            TDebugLog::Log(llError, kSender, L"%s failed with an unknown exception", {operation});
+        }
+    } catch (...) {
+        // The log itself failed (out of memory): the result still reports the failure.
+    }
+}
+
+bool IsLink(bvdirect::PathState state, DWORD attributes) noexcept {
+    return state == bvdirect::PathState::kPresent && (attributes & bvdirect::kAttributeReparsePoint) != 0;
 }
 
 // The service's registry and file interfaces, fetched afresh for every
@@ -92,22 +117,64 @@ std::wstring TBVWrapper::NormalizeSubKey(const std::wstring& ASubKey) {
     return result;
 }
 
-bool TBVWrapper::DeleteFile(const std::wstring& AFileName, bool ADisableBV) {
-    bvdirect::ResetFileAttributes(AFileName);
-    const Com<IDiskWipeHelper> wiper = gWipeDLL;
+bool BVKey::Reset() noexcept {
+    const HKEY key = std::exchange(key_, nullptr);
+    const Com<IBackvault> service = std::move(service_);
+    if (key == nullptr) return true;
+    if (!service) return bvdirect::CloseKey(key) == bvdirect::kSuccess;
+    try {
+        Check(RegistryOf(service)->CloseKey(key));
+        return true;
+    } catch (...) {
+        LogSwallowed(L"CloseKey");
+        return false;
+    }
+}
+
+bool TBVWrapper::DeleteUnrecorded(const std::wstring& APath, bool AExists, DWORD AAttributes,
+                                  const Com<IDiskWipeHelper>& AWiper) {
+    // Read-only, hidden and system files cannot go with their attributes on.
+    // Only attributes that were read can be put back, so only those are cleared.
+    const bool cleared = AExists && AAttributes != bvdirect::kAttributeNormal &&
+                         bvdirect::SetAttributes(APath, bvdirect::kAttributeNormal);
     bool result = false;
-    if (!Active() || ADisableBV) {
-        if (wiper) {
-            std::uint64_t wiped = 0;
-            bool done = false;
-            if (SUCCEEDED(wiper->WipeFile(AFileName.c_str(), &wiped, &done))) {
-                fLastWipeSize += wiped;
-                result = done;
-            }
-        } else {
-            result = bvdirect::EraseFile(AFileName);
+    if (AWiper) {
+        std::uint64_t wiped = 0;
+        bool done = false;
+        if (SUCCEEDED(AWiper->WipeFile(APath.c_str(), &wiped, &done))) {
+            fLastWipeSize += wiped;
+            result = done;
         }
+    } else if ((AAttributes & bvdirect::kAttributeReparsePoint) && (AAttributes & bvdirect::kAttributeDirectory)) {
+        // A folder link is removed as a folder entry; its target stays untouched.
+        result = bvdirect::EraseEmptyFolder(APath);
     } else {
+        result = bvdirect::EraseFile(APath);
+    }
+    DWORD now = 0;
+    if (cleared && bvdirect::QueryPath(APath, now) == bvdirect::PathState::kPresent) {
+        // The file stays: it keeps the attributes it had.
+        bvdirect::SetAttributes(APath, AAttributes);
+    }
+    return result;
+}
+
+bool TBVWrapper::DeleteFile(const std::wstring& AFileName, bool ADisableBV) {
+    const Com<IDiskWipeHelper> wiper = gWipeDLL;
+    DWORD attributes = 0;
+    const bvdirect::PathState state = bvdirect::QueryPath(AFileName, attributes);
+    const bool exists = state == bvdirect::PathState::kPresent;
+    bool result = false;
+    if (IsLink(state, attributes)) {
+        // A wiper or a backup would open the link's target and overwrite or
+        // copy that; the link itself is what the category found.
+        TDebugLog::Log(llInfo, kSender, L"Link deleted as itself, not wiped or backed up: '%s'", {AFileName});
+        result = DeleteUnrecorded(AFileName, exists, attributes, nullptr);
+    } else if (!Active() || ADisableBV) {
+        result = DeleteUnrecorded(AFileName, exists, attributes, wiper);
+    } else {
+        // The service and the wipe helper get the file as it is: they record
+        // its attributes (so an undo restores them) and clear them themselves.
         try {
             if (wiper) {
                 // The copy is backed up first; a file that cannot be backed up
@@ -123,62 +190,97 @@ bool TBVWrapper::DeleteFile(const std::wstring& AFileName, bool ADisableBV) {
             }
             result = true;
         } catch (...) {
+            LogSwallowed(L"DeleteFile");
             result = false;
         }
     }
-    // A removal that reported success but left the file behind is a failure.
-    if (result) result = !bvdirect::FilePresent(AFileName);
+    // A removal that reported success but left the file behind is a failure;
+    // so is one after which the file cannot be looked at: only "not found" is gone.
+    if (result) result = bvdirect::QueryPath(AFileName, attributes) == bvdirect::PathState::kMissing;
     TDebugLog::Log(llInfo, kSender, L"Deleting result = %s for '%s'", {BoolToStr(result), AFileName});
     return result;
 }
 
 bool TBVWrapper::RemoveDir(const std::wstring& APath) {
+    DWORD attributes = 0;
+    const bvdirect::PathState state = bvdirect::QueryPath(APath, attributes);
+    if (IsLink(state, attributes)) {
+        TDebugLog::Log(llInfo, kSender, L"Link removed as itself, not backed up: '%s'", {APath});
+        return bvdirect::EraseEmptyFolder(APath) || bvdirect::EraseFile(APath);
+    }
     if (!Active()) return bvdirect::EraseEmptyFolder(APath);
     try {
         Check(FilesOf(fBackvault)->RemoveDir(APath.c_str()));
         return true;
     } catch (...) {
+        LogSwallowed(L"RemoveDir");
         return false;
     }
 }
 
 void TBVWrapper::SaveWipeFile(const std::wstring& AFileName) {
-    if (!fBackvault || !bvdirect::FilePresent(AFileName)) ThrowInvalidOperation();
+    DWORD attributes = 0;
+    const bvdirect::PathState state = bvdirect::QueryPath(AFileName, attributes);
+    if (!fBackvault || state != bvdirect::PathState::kPresent || (attributes & bvdirect::kAttributeDirectory) != 0)
+        ThrowInvalidOperation();
+    if (attributes & bvdirect::kAttributeReparsePoint)
+        ThrowInvalidOperation(L"A link is not backed up through its target: " + AFileName);
     Check(FilesOf(fBackvault)->BackupFile(AFileName.c_str()));
 }
 
 std::uint64_t TBVWrapper::LastWipeSize() noexcept { return std::exchange(fLastWipeSize, 0); }
 
-HKEY TBVWrapper::RegOpenCreateKey(HKEY AKey, const std::wstring& ASubKey) {
+BVKey TBVWrapper::RegOpenCreateKey(HKEY AKey, const std::wstring& ASubKey) {
     const std::wstring subKey = NormalizeSubKey(ASubKey);
     if (!Active()) {
         HKEY key = nullptr;
-        return bvdirect::CreateKey(AKey, subKey, &key) == bvdirect::kSuccess ? key : nullptr;
+        if (bvdirect::CreateKey(AKey, subKey, &key) != bvdirect::kSuccess) return {};
+        return BVKey(nullptr, key);
     }
     try {
+        const Com<IBackvault> service = fBackvault;
         HKEY key = nullptr;
         DWORD disposition = 0;
-        Check(RegistryOf(fBackvault)->CreateKey(AKey, subKey.c_str(), 0, nullptr, 0, bvdirect::kKeyAllAccess,
-                                                nullptr, &key, &disposition));
-        return key;
+        Check(RegistryOf(service)->CreateKey(AKey, subKey.c_str(), 0, nullptr, 0, bvdirect::kKeyAllAccess, nullptr,
+                                             &key, &disposition));
+        return BVKey(service, key);
     } catch (...) {
-        return nullptr;
+        LogSwallowed(L"RegOpenCreateKey");
+        return {};
     }
 }
 
-HKEY TBVWrapper::RegKeyOpenWrite(HKEY AKey, const std::wstring& ASubKey) {
+BVKey TBVWrapper::RegKeyOpenWrite(HKEY AKey, const std::wstring& ASubKey) {
     const std::wstring subKey = NormalizeSubKey(ASubKey);
     if (!Active()) {
         HKEY key = nullptr;
-        return bvdirect::OpenKey(AKey, subKey, &key) == bvdirect::kSuccess ? key : nullptr;
+        if (bvdirect::OpenKey(AKey, subKey, &key) != bvdirect::kSuccess) return {};
+        return BVKey(nullptr, key);
     }
     try {
+        const Com<IBackvault> service = fBackvault;
         HKEY key = nullptr;
-        Check(RegistryOf(fBackvault)->OpenKey(AKey, subKey.c_str(), 0, bvdirect::kKeyAllAccess, &key));
-        return key;
+        Check(RegistryOf(service)->OpenKey(AKey, subKey.c_str(), 0, bvdirect::kKeyAllAccess, &key));
+        return BVKey(service, key);
     } catch (...) {
-        return nullptr;
+        LogSwallowed(L"RegKeyOpenWrite");
+        return {};
     }
+}
+
+BVKey TBVWrapper::OpenKeyForWalk(HKEY AKey, const std::wstring& ASubKey) {
+    // Only the backed-up road walks; REG_OPTION_OPEN_LINK opens a link key
+    // itself, so the walk never reaches (and deletes) what a link points at.
+    const Com<IBackvault> service = fBackvault;
+    HKEY key = nullptr;
+    try {
+        Check(RegistryOf(service)->OpenKey(AKey, NormalizeSubKey(ASubKey).c_str(), kRegOptionOpenLink,
+                                           bvdirect::kKeyAllAccess, &key));
+    } catch (...) {
+        LogSwallowed(L"OpenKey");
+        return {};
+    }
+    return BVKey(service, key);
 }
 
 bool TBVWrapper::RegKeySetDword(HKEY AKey, const std::wstring& AValueName, std::uint32_t AValue) {
@@ -189,6 +291,7 @@ bool TBVWrapper::RegKeySetDword(HKEY AKey, const std::wstring& AValueName, std::
         Check(RegistryOf(fBackvault)->SetValue(AKey, AValueName.c_str(), 0, bvdirect::kRegDword, data, 4));
         return true;
     } catch (...) {
+        LogSwallowed(L"RegKeySetDword");
         return false;
     }
 }
@@ -202,6 +305,7 @@ bool TBVWrapper::RegKeySetBinary(HKEY AKey, const std::wstring& AValueName, cons
                                                static_cast<const BYTE*>(ABuffer), ACount));
         return true;
     } catch (...) {
+        LogSwallowed(L"RegKeySetBinary");
         return false;
     }
 }
@@ -209,7 +313,7 @@ bool TBVWrapper::RegKeySetBinary(HKEY AKey, const std::wstring& AValueName, cons
 bool TBVWrapper::RegKeyStoreBinary(HKEY AKey, const std::wstring& ASubKey, const std::wstring& AValueName) {
     if (!Active()) return false;
     try {
-        const BVKey key(*this, RegOpenCreateKey(AKey, ASubKey));
+        const BVKey key = RegOpenCreateKey(AKey, ASubKey);
         // Without a key there is nothing to record; writing through a null
         // handle would only put an empty value somewhere unintended.
         if (!key) return false;
@@ -222,6 +326,7 @@ bool TBVWrapper::RegKeyStoreBinary(HKEY AKey, const std::wstring& ASubKey, const
         // binary lists an application is about to rewrite.
         return RegKeySetBinary(key.Get(), AValueName, buffer.data(), static_cast<std::uint32_t>(buffer.size()));
     } catch (...) {
+        LogSwallowed(L"RegKeyStoreBinary");
         return false;
     }
 }
@@ -232,6 +337,7 @@ bool TBVWrapper::RegKeyDeleteValue(HKEY AKey, const std::wstring& AValue) {
         Check(RegistryOf(fBackvault)->DeleteValue(AKey, AValue.c_str()));
         return true;
     } catch (...) {
+        LogSwallowed(L"RegKeyDeleteValue");
         return false;
     }
 }
@@ -243,7 +349,7 @@ bool TBVWrapper::RegKeyDeleteKey(HKEY AKey, const std::wstring& ASubKeyOfOpenedK
     if (!Active()) return bvdirect::DeleteKey(AKey, subKey) == bvdirect::kSuccess;
     try {
         {
-            const BVKey child(*this, RegKeyOpenWrite(AKey, ASubKeyOfOpenedKey));
+            const BVKey child = OpenKeyForWalk(AKey, ASubKeyOfOpenedKey);
             if (child && (!DeleteSubKeys(*this, child.Get()) || !DeleteValues(*this, child.Get()))) return false;
         }
         // Also when the key could not be opened: the service records and
@@ -251,6 +357,7 @@ bool TBVWrapper::RegKeyDeleteKey(HKEY AKey, const std::wstring& ASubKeyOfOpenedK
         Check(RegistryOf(fBackvault)->DeleteKey(AKey, subKey.c_str()));
         return true;
     } catch (...) {
+        LogSwallowed(L"RegKeyDeleteKey");
         return false;
     }
 }
@@ -259,6 +366,7 @@ bool TBVWrapper::RegKeyDeleteKeyDescendant(HKEY AParentKey) {
     try {
         return DeleteSubKeys(*this, AParentKey);
     } catch (...) {
+        LogSwallowed(L"RegKeyDeleteKeyDescendant");
         return false;
     }
 }
@@ -269,6 +377,7 @@ bool TBVWrapper::RegKeyCloseKey(HKEY AKey) {
         Check(RegistryOf(fBackvault)->CloseKey(AKey));
         return true;
     } catch (...) {
+        LogSwallowed(L"RegKeyCloseKey");
         return false;
     }
 }

@@ -24,11 +24,19 @@ constexpr DWORD kKeyAllAccess = 0xF003F;  // KEY_ALL_ACCESS
 constexpr DWORD kRegBinary = 3;
 constexpr DWORD kRegDword = 4;
 
-// Sets FILE_ATTRIBUTE_NORMAL so read-only, hidden and system files can go;
-// failure is ignored.
-void ResetFileAttributes(const std::wstring& path) noexcept;
-// True when the path names an existing file (not a folder).
-bool FilePresent(const std::wstring& path) noexcept;
+constexpr DWORD kAttributeDirectory = 0x10;     // FILE_ATTRIBUTE_DIRECTORY
+constexpr DWORD kAttributeNormal = 0x80;        // FILE_ATTRIBUTE_NORMAL
+constexpr DWORD kAttributeReparsePoint = 0x400;  // FILE_ATTRIBUTE_REPARSE_POINT
+
+// What the system says about a path, without following a link at its end.
+enum class PathState {
+    kMissing,  // the file or its folder does not exist
+    kPresent,  // attributes holds the entry's attributes
+    kUnknown,  // the attributes could not be read for another reason (access, sharing, ...)
+};
+PathState QueryPath(const std::wstring& path, DWORD& attributes) noexcept;
+// SetFileAttributesW; true on success.
+bool SetAttributes(const std::wstring& path, DWORD attributes) noexcept;
 // Ordinary deletion; true on success.
 bool EraseFile(const std::wstring& path) noexcept;
 // Removes an empty folder; true on success.

@@ -1,21 +1,34 @@
 // The wrapper's direct road in the native build: files through the portable
 // file layer, and no registry at all (every registry call fails, so the direct
 // registry operations report false or handle 0 and a key walk finds nothing).
+#include <sys/stat.h>
+
+#include <cerrno>
+
 #include "runtime/FileSystem.h"
+#include "runtime/Utf.h"
 #include "services/BVWrapperDirect.h"
 
 namespace vt::bvdirect {
 
-// Unlinking needs no attribute change on POSIX systems.
-void ResetFileAttributes(const std::wstring&) noexcept {}
-
-bool FilePresent(const std::wstring& path) noexcept {
+PathState QueryPath(const std::wstring& path, DWORD& attributes) noexcept {
+    attributes = 0;
+    struct stat info {};
     try {
-        return FileExists(path);
+        if (::lstat(ToUtf8(NativePath(path)).c_str(), &info) != 0)
+            return errno == ENOENT || errno == ENOTDIR ? PathState::kMissing : PathState::kUnknown;
     } catch (...) {
-        return false;
+        return PathState::kUnknown;
     }
+    // A symbolic link stands for a reparse point; there are no attribute bits to clear.
+    if (S_ISLNK(info.st_mode)) attributes = kAttributeReparsePoint;
+    else if (S_ISDIR(info.st_mode)) attributes = kAttributeDirectory;
+    else attributes = kAttributeNormal;
+    return PathState::kPresent;
 }
+
+// Unlinking needs no attribute change on POSIX systems.
+bool SetAttributes(const std::wstring&, DWORD) noexcept { return true; }
 
 bool EraseFile(const std::wstring& path) noexcept {
     try {

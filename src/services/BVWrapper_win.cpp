@@ -7,13 +7,17 @@ namespace vt::bvdirect {
 
 using platform::SysCalls;
 
-void ResetFileAttributes(const std::wstring& path) noexcept {
-    SysCalls().SetFileAttributesW(path.c_str(), FILE_ATTRIBUTE_NORMAL);
+PathState QueryPath(const std::wstring& path, DWORD& attributes) noexcept {
+    // GetFileAttributesW reports a link's own attributes, not its target's.
+    attributes = SysCalls().GetFileAttributesW(path.c_str());
+    if (attributes != INVALID_FILE_ATTRIBUTES) return PathState::kPresent;
+    const DWORD error = ::GetLastError();
+    attributes = 0;
+    return error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND ? PathState::kMissing : PathState::kUnknown;
 }
 
-bool FilePresent(const std::wstring& path) noexcept {
-    const DWORD attributes = SysCalls().GetFileAttributesW(path.c_str());
-    return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) == 0;
+bool SetAttributes(const std::wstring& path, DWORD attributes) noexcept {
+    return SysCalls().SetFileAttributesW(path.c_str(), attributes) != FALSE;
 }
 
 bool EraseFile(const std::wstring& path) noexcept { return SysCalls().DeleteFileW(path.c_str()) != FALSE; }

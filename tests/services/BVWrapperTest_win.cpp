@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <functional>
+#include <optional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -241,10 +242,10 @@ TEST_F(BVWrapperTest, BackedUpKeyDeletionRemovesTheTreeDeepestFirstValueByValue)
 
     EXPECT_TRUE(wrapper_.RegKeyDeleteKey(key_.Get(), L"\\tree\\"));
     EXPECT_EQ(log_->Operations(),
-              (Calls{L"OpenKey(scratch, tree, 0, 0xF003F)",
-                     L"OpenKey(scratch\\tree, b, 0, 0xF003F)", L"CloseKey(scratch\\tree\\b)", L"DeleteKey(scratch\\tree, b)",
-                     L"OpenKey(scratch\\tree, a, 0, 0xF003F)",
-                     L"OpenKey(scratch\\tree\\a, a1, 0, 0xF003F)", L"DeleteValue(scratch\\tree\\a\\a1, y)",
+              (Calls{L"OpenKey(scratch, tree, 8, 0xF003F)",
+                     L"OpenKey(scratch\\tree, b, 8, 0xF003F)", L"CloseKey(scratch\\tree\\b)", L"DeleteKey(scratch\\tree, b)",
+                     L"OpenKey(scratch\\tree, a, 8, 0xF003F)",
+                     L"OpenKey(scratch\\tree\\a, a1, 8, 0xF003F)", L"DeleteValue(scratch\\tree\\a\\a1, y)",
                      L"CloseKey(scratch\\tree\\a\\a1)", L"DeleteKey(scratch\\tree\\a, a1)",
                      L"DeleteValue(scratch\\tree\\a, x)", L"CloseKey(scratch\\tree\\a)", L"DeleteKey(scratch\\tree, a)",
                      L"DeleteValue(scratch\\tree, v2)", L"DeleteValue(scratch\\tree, v1)",
@@ -259,7 +260,7 @@ TEST_F(BVWrapperTest, BackedUpKeyDeletionStopsAtTheFirstFailureButNotAtAKeyItCan
     MakeKey(L"tree");
     Fault(L"OpenKey");
     EXPECT_TRUE(wrapper_.RegKeyDeleteKey(key_.Get(), L"tree"));
-    EXPECT_EQ(log_->Operations(), (Calls{L"OpenKey(scratch, tree, 0, 0xF003F)", L"DeleteKey(scratch, tree)"}));
+    EXPECT_EQ(log_->Operations(), (Calls{L"OpenKey(scratch, tree, 8, 0xF003F)", L"DeleteKey(scratch, tree)"}));
     EXPECT_EQ(Names(L"tree", true), Calls{L"<none>"});
 
     // A sub-key that cannot go stops the walk: nothing else below the key is touched.
@@ -268,7 +269,7 @@ TEST_F(BVWrapperTest, BackedUpKeyDeletionStopsAtTheFirstFailureButNotAtAKeyItCan
     MakeKey(L"tree\\b");
     Fault(L"DeleteKey");
     EXPECT_FALSE(wrapper_.RegKeyDeleteKey(key_.Get(), L"tree"));
-    EXPECT_EQ(log_->Operations(), (Calls{L"OpenKey(scratch, tree, 0, 0xF003F)", L"OpenKey(scratch\\tree, b, 0, 0xF003F)",
+    EXPECT_EQ(log_->Operations(), (Calls{L"OpenKey(scratch, tree, 8, 0xF003F)", L"OpenKey(scratch\\tree, b, 8, 0xF003F)",
                                          L"CloseKey(scratch\\tree\\b)", L"DeleteKey(scratch\\tree, b)",
                                          L"CloseKey(scratch\\tree)"}));
     EXPECT_EQ(Names(L"tree", true), (Calls{L"a", L"b"}));
@@ -325,12 +326,12 @@ TEST_F(BVWrapperTest, SubKeysLoseOneLeadingAndOneTrailingBackslashOnBothRoads) {
             wrapper_.SetBackvault(active ? service_.Get() : nullptr);
             gSystemSubKeys.clear();
             log_->Clear();
-            EXPECT_EQ(wrapper_.RegOpenCreateKey(key_.Get(), given), nullptr);
-            EXPECT_EQ(wrapper_.RegKeyOpenWrite(key_.Get(), given), nullptr);
+            EXPECT_FALSE(wrapper_.RegOpenCreateKey(key_.Get(), given));
+            EXPECT_FALSE(wrapper_.RegKeyOpenWrite(key_.Get(), given));
             EXPECT_FALSE(wrapper_.RegKeyDeleteKey(key_.Get(), given));
             const Calls expected = active ? Calls{L"CreateKey(scratch, " + used + L", 0, null, 0, 0xF003F, null)",
                                                   L"OpenKey(scratch, " + used + L", 0, 0xF003F)",
-                                                  L"OpenKey(scratch, " + used + L", 0, 0xF003F)",
+                                                  L"OpenKey(scratch, " + used + L", 8, 0xF003F)",
                                                   L"DeleteKey(scratch, " + used + L")"}
                                           : Calls{used, used, used};
             EXPECT_EQ(active ? log_->Operations() : gSystemSubKeys, expected)
@@ -366,7 +367,7 @@ TEST_F(BVWrapperTest, StoreBinaryRecordsTheCurrentBytesOnlyWhenBackedUp) {
 TEST_F(BVWrapperTest, AFailingServiceCallMakesTheOperationFail) {
     MakeKey(L"tree", {L"x"});
     Attach();
-    const HKEY opened = wrapper_.RegKeyOpenWrite(key_.Get(), L"tree");
+    const HKEY opened = wrapper_.RegKeyOpenWrite(key_.Get(), L"tree").Release();
     const std::pair<const wchar_t*, std::function<bool()>> cases[] = {
         {L"GetRegistry", [&] { return wrapper_.RegKeySetDword(key_.Get(), L"v", 1); }},
         {L"SetValue", [&] { return wrapper_.RegKeySetBinary(key_.Get(), L"v", "ab", 2); }},
@@ -382,6 +383,162 @@ TEST_F(BVWrapperTest, AFailingServiceCallMakesTheOperationFail) {
     }
     Fault(nullptr);
     EXPECT_TRUE(wrapper_.RegKeyCloseKey(opened));
+}
+
+
+// The attributes a real file gets back after being made read-only, hidden and
+// system (Wine keeps what its file system can hold).
+DWORD MarkFile(const std::wstring& path) {
+    ::SetFileAttributesW(path.c_str(), FILE_ATTRIBUTE_READONLY | FILE_ATTRIBUTE_HIDDEN | FILE_ATTRIBUTE_SYSTEM);
+    return ::GetFileAttributesW(path.c_str());
+}
+
+BOOL WINAPI RefuseDelete(LPCWSTR) {
+    ::SetLastError(ERROR_ACCESS_DENIED);
+    return FALSE;
+}
+
+TEST_F(BVWrapperTest, AttributesAreLeftToTheServiceWhenBackedUpAndPutBackWhenADirectDeletionFails) {
+    // recorded: the attributes the service or wipe helper found on the file
+    // (0 when neither was reached); kept: whether the file stays with its marks.
+    enum Road { kDirect, kBackedUp };
+    const struct {
+        const char* name;
+        Road road;
+        bool wipe;
+        const wchar_t* fault;
+        bool refuseDirect;
+        bool recordedMarked;  // the sibling saw the marks (true) or normal attributes
+        bool reached;
+        bool result;
+    } cases[] = {
+        {"direct", kDirect, false, nullptr, false, false, false, true},
+        {"direct, refused: marks put back", kDirect, false, nullptr, true, false, false, false},
+        {"direct wipe sees cleared attributes", kDirect, true, nullptr, false, false, true, true},
+        {"direct wipe fails: marks put back", kDirect, true, L"WipeFile", false, false, false, false},
+        {"backed up: the service records the marks", kBackedUp, false, nullptr, false, true, true, true},
+        {"backed-up wipe: the wipe helper records them", kBackedUp, true, nullptr, false, true, true, true},
+        {"backed up, refused: marks untouched", kBackedUp, false, L"DeleteFile", false, false, false, false},
+    };
+    const Com<IDiskWipeHelper> wiper = test::MakeWipeHelper(log_);
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        const std::wstring path = MakeFile(L"marked.dat", 16);
+        const DWORD marked = MarkFile(path);
+        ASSERT_NE(marked & FILE_ATTRIBUTE_READONLY, 0u);
+        wrapper_.SetBackvault(c.road == kBackedUp ? service_.Get() : nullptr);
+        wrapper_.SetWipeDLL(c.wipe ? wiper.Get() : nullptr);
+        Fault(c.fault, E_ACCESSDENIED);
+        log_->recordedAttributes.clear();
+        {
+            std::optional<platform::ScopedSysCall<decltype(&::DeleteFileW)>> refuse;
+            if (c.refuseDirect) refuse.emplace(&platform::SysCallTable::DeleteFileW, &RefuseDelete);
+            EXPECT_EQ(wrapper_.DeleteFile(path, false), c.result);
+        }
+        EXPECT_EQ(log_->recordedAttributes.count(path), c.reached ? 1u : 0u);
+        if (c.reached) {
+            const DWORD seen = log_->recordedAttributes[path];
+            EXPECT_EQ(seen == marked, c.recordedMarked);
+            if (!c.recordedMarked) EXPECT_EQ(seen & FILE_ATTRIBUTE_READONLY, 0u);
+        }
+        EXPECT_EQ(::GetFileAttributesW(path.c_str()), c.result ? INVALID_FILE_ATTRIBUTES : marked);
+        ::SetFileAttributesW(path.c_str(), FILE_ATTRIBUTE_NORMAL);
+        ::DeleteFileW(path.c_str());
+    }
+}
+
+// The error GetFileAttributesW gives for every path while a case runs.
+DWORD gAttributesError = 0;
+DWORD WINAPI UnreadableAttributes(LPCWSTR) {
+    ::SetLastError(gAttributesError);
+    return INVALID_FILE_ATTRIBUTES;
+}
+
+TEST_F(BVWrapperTest, OnlyFileNotFoundCountsAsRemoved) {
+    const std::pair<DWORD, bool> cases[] = {
+        {ERROR_FILE_NOT_FOUND, true},
+        {ERROR_PATH_NOT_FOUND, true},
+        {ERROR_ACCESS_DENIED, false},
+        {ERROR_SHARING_VIOLATION, false},
+    };
+    for (const auto& [error, removed] : cases) {
+        const std::wstring path = folder_.Path(L"plain.dat");
+        ASSERT_TRUE(WriteWholeFile(path, Bytes(8, 1)));
+        gAttributesError = error;
+        platform::ScopedSysCall unreadable(&platform::SysCallTable::GetFileAttributesW, &UnreadableAttributes);
+        EXPECT_EQ(wrapper_.DeleteFile(path, false), removed) << error;
+    }
+}
+
+// Every path named here looks like a symbolic link (or a folder junction) to
+// the wrapper; the system does the rest.
+std::wstring gLinkPath;
+DWORD gLinkAttributes = 0;
+DWORD WINAPI LinkAttributes(LPCWSTR path) {
+    const DWORD real = ::GetFileAttributesW(path);
+    return path == gLinkPath && real != INVALID_FILE_ATTRIBUTES ? gLinkAttributes : real;
+}
+
+TEST_F(BVWrapperTest, ALinkIsDeletedAsItselfNeverWipedOrBackedUp) {
+    const Com<IDiskWipeHelper> wiper = test::MakeWipeHelper(log_);
+    const struct {
+        const char* name;
+        bool service;
+        bool wipe;
+    } roads[] = {{"direct", false, false}, {"direct wipe", false, true}, {"backed up", true, false},
+                 {"backed-up wipe", true, true}};
+    platform::ScopedSysCall links(&platform::SysCallTable::GetFileAttributesW, &LinkAttributes);
+    for (const auto& road : roads) {
+        SCOPED_TRACE(road.name);
+        wrapper_.SetBackvault(road.service ? service_.Get() : nullptr);
+        wrapper_.SetWipeDLL(road.wipe ? wiper.Get() : nullptr);
+        log_->Clear();
+        // A file link: deleted by DeleteFileW, nothing reaches a sibling.
+        gLinkPath = folder_.Path(L"file-link");
+        gLinkAttributes = FILE_ATTRIBUTE_ARCHIVE | FILE_ATTRIBUTE_REPARSE_POINT;
+        ASSERT_TRUE(WriteWholeFile(gLinkPath, Bytes(4, 7)));
+        EXPECT_TRUE(wrapper_.DeleteFile(gLinkPath, false));
+        EXPECT_FALSE(FileExists(gLinkPath));
+        EXPECT_THROW(wrapper_.SaveWipeFile(folder_.Path(L"file-link")), Exception) << "not backed up through a link";
+        // A folder link (junction): removed as a folder entry, by either operation.
+        gLinkPath = folder_.Path(L"folder-link");
+        gLinkAttributes = FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_REPARSE_POINT;
+        for (const bool asFile : {true, false}) {
+            ASSERT_TRUE(ForceDirectories(gLinkPath));
+            EXPECT_TRUE(asFile ? wrapper_.DeleteFile(gLinkPath, false) : wrapper_.RemoveDir(gLinkPath));
+            EXPECT_FALSE(DirectoryExists(gLinkPath));
+        }
+        EXPECT_TRUE(log_->Operations().empty()) << testing::PrintToString(log_->Operations());
+    }
+}
+
+TEST_F(BVWrapperTest, KeysCloseOnTheRoadTheyWereOpenedOnAndSwallowedFailuresAreLogged) {
+    MakeKey(L"k");
+    Attach();
+    BVKey backedUp = wrapper_.RegKeyOpenWrite(key_.Get(), L"k");
+    ASSERT_TRUE(backedUp && backedUp.BackedUp());
+    wrapper_.SetBVEnabled(false);
+    BVKey direct = wrapper_.RegKeyOpenWrite(key_.Get(), L"k");
+    ASSERT_TRUE(direct && !direct.BackedUp());
+    // Switching the road in between no longer sends a key to the wrong closer.
+    log_->Clear();
+    EXPECT_TRUE(backedUp.Reset());
+    EXPECT_EQ(log_->Operations(), Calls{L"CloseKey(scratch\\k)"});
+    log_->Clear();
+    EXPECT_TRUE(direct.Reset());
+    EXPECT_TRUE(log_->Calls().empty());
+
+    Calls logged;
+    const TLogLevel savedLevel = TDebugLog::Level();
+    TDebugLog::SetSink([&](const std::wstring& line) { logged.push_back(line); });
+    TDebugLog::SetLevel(llError);
+    wrapper_.SetBVEnabled(true);
+    Fault(L"SetValue", HRESULT_FROM_WIN32(ERROR_ACCESS_DENIED));
+    EXPECT_FALSE(wrapper_.RegKeySetDword(key_.Get(), L"v", 1));
+    TDebugLog::SetSink({});
+    TDebugLog::SetLevel(savedLevel);
+    ASSERT_EQ(logged.size(), 1u);
+    EXPECT_NE(logged[0].find(L"TBVWrapper: RegKeySetDword failed (0x80070005)"), std::wstring::npos) << logged[0];
 }
 
 }  // namespace

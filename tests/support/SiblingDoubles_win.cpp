@@ -1,6 +1,7 @@
 #include "support/SiblingDoubles_win.h"
 
 #include <cwchar>
+#include <functional>
 
 #include "platform/Win32.h"
 #include "runtime/FileSystem.h"
@@ -99,12 +100,29 @@ private:
     }
 };
 
+// What a real service and wipe helper do with a file's attributes: record
+// them (for an undo), clear them so the file can go, and put them back when
+// it stays.
+bool WithAttributesCleared(SiblingCallLog& log, const wchar_t* fileName, const std::function<bool()>& remove) {
+    const DWORD attributes = ::GetFileAttributesW(fileName);
+    if (attributes != INVALID_FILE_ATTRIBUTES) {
+        log.recordedAttributes[fileName] = attributes;
+        ::SetFileAttributesW(fileName, FILE_ATTRIBUTE_NORMAL);
+    }
+    const bool removed = remove();
+    if (attributes != INVALID_FILE_ATTRIBUTES && ::GetFileAttributesW(fileName) != INVALID_FILE_ATTRIBUTES)
+        ::SetFileAttributesW(fileName, attributes);
+    return removed;
+}
+
 class FilesDouble final : public Double<IBackvaultFiles, true> {
 public:
     using Double::Double;
 
     HRESULT STDMETHODCALLTYPE DeleteFile(const wchar_t* fileName) override {
-        return Call(L"DeleteFile", {Text(fileName)}, [&] { return FromBool(::DeleteFileW(fileName)); });
+        return Call(L"DeleteFile", {Text(fileName)}, [&] {
+            return FromBool(WithAttributesCleared(*log_, fileName, [&] { return ::DeleteFileW(fileName) != FALSE; }));
+        });
     }
     HRESULT STDMETHODCALLTYPE RemoveDir(const wchar_t* path) override {
         return Call(L"RemoveDir", {Text(path)}, [&] { return FromBool(::RemoveDirectoryW(path)); });
@@ -141,11 +159,13 @@ public:
         *wipedBytes = 0;
         *wiped = false;
         return Call(L"WipeFile", {Text(fileName)}, [&] {
-            const std::int64_t size = FileExists(fileName) ? FileSizeOf(fileName) : -1;
-            if (size >= 0 && WriteWholeFile(fileName, std::vector<std::uint8_t>(static_cast<std::size_t>(size)))) {
+            *wiped = WithAttributesCleared(*log_, fileName, [&] {
+                const std::int64_t size = FileExists(fileName) ? FileSizeOf(fileName) : -1;
+                if (size < 0 || !WriteWholeFile(fileName, std::vector<std::uint8_t>(static_cast<std::size_t>(size))))
+                    return false;
                 *wipedBytes = static_cast<std::uint64_t>(size);
-                *wiped = ::DeleteFileW(fileName) != FALSE;
-            }
+                return ::DeleteFileW(fileName) != FALSE;
+            });
             return S_OK;
         });
     }

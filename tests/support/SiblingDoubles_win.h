@@ -37,6 +37,8 @@ public:
     // opened through the service and not yet closed.
     int liveInterfaces = 0;
     int openKeys = 0;
+    // The attributes each file had when the service or the wipe helper took it.
+    std::map<std::wstring, DWORD> recordedAttributes;
 
     // Used by the doubles: records the call; true when it is to be carried out,
     // otherwise hr holds the injected answer.
