@@ -7,18 +7,26 @@
 
 #include "runtime/ComObject.h"
 #include "runtime/DebugLog.h"
-#include "runtime/StringList.h"
-#include "runtime/VTStringList.h"
+
+// An interface of the test's own, and an object that has nothing else.
+struct IProbe : IUnknown {
+    virtual HRESULT STDMETHODCALLTYPE Ping() = 0;
+};
+VANTREL_INTERFACE_ID(IProbe, 0x5e1a7c3d, 0x2b4f, 0x4c61, 0x9d, 0x0e, 0x7a, 0x31, 0xc4, 0x88, 0x15, 0xf2)
 
 namespace vt {
 namespace {
+
+class Probe final : public ComObject<IProbe> {
+public:
+    HRESULT STDMETHODCALLTYPE Ping() override { return S_OK; }
+};
 
 TEST(ComObject, UnknownInterfacesAreRefusedAndLoggedOncePerIdentifier) {
     // What COM itself probes a host's objects for.
     const GUID IID_IMarshal = {0x00000003, 0x0000, 0x0000, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
     const GUID IID_IAgileObject = {0x94EA2B94, 0xE9CC, 0x49E0, {0xC0, 0xFF, 0xEE, 0x64, 0xCA, 0x8F, 0x5B, 0x90}};
-    StringList lines;
-    Com<TVTStringList> object = MakeCom<TVTStringList>(lines);
+    Com<Probe> object = MakeCom<Probe>();
 
     std::vector<std::wstring> logged;
     const TLogLevel saved = TDebugLog::Level();

@@ -512,6 +512,40 @@ TEST_F(BVWrapperTest, ALinkIsDeletedAsItselfNeverWipedOrBackedUp) {
     }
 }
 
+// Unix symbolic links made in the prefix by cmake/wine-prefix.sh, each
+// deleted once: Wine shows them as reparse points.
+TEST_F(BVWrapperTest, RealLinksGoAndTheirTargetsStay) {
+    const std::wstring links = L"C:\\vantrel-links\\";
+    ASSERT_TRUE(DirectoryExists(links + L"folder")) << "made by cmake/wine-prefix.sh (the wine_prefix test)";
+    const Com<IDiskWipeHelper> wiper = test::MakeWipeHelper(log_);
+    const struct {
+        const char* name;
+        bool service;
+        bool wipe;
+        bool folderAsFile;
+    } roads[] = {{"direct", false, false, false}, {"direct wipe", false, true, true},
+                 {"backed up", true, false, true}, {"backed-up wipe", true, true, false}};
+    int n = 0;
+    for (const auto& road : roads) {
+        SCOPED_TRACE(road.name);
+        const std::wstring fileLink = links + L"file-link" + std::to_wstring(++n);
+        const std::wstring folderLink = links + L"folder-link" + std::to_wstring(n);
+        ASSERT_NE(::GetFileAttributesW(fileLink.c_str()) & FILE_ATTRIBUTE_REPARSE_POINT, 0u);
+        wrapper_.SetBackvault(road.service ? service_.Get() : nullptr);
+        wrapper_.SetWipeDLL(road.wipe ? wiper.Get() : nullptr);
+        log_->Clear();
+        EXPECT_TRUE(wrapper_.DeleteFile(fileLink, false));
+        EXPECT_TRUE(road.folderAsFile ? wrapper_.DeleteFile(folderLink, false) : wrapper_.RemoveDir(folderLink));
+        EXPECT_EQ(::GetFileAttributesW(fileLink.c_str()), INVALID_FILE_ATTRIBUTES);
+        EXPECT_EQ(::GetFileAttributesW(folderLink.c_str()), INVALID_FILE_ATTRIBUTES);
+        EXPECT_TRUE(log_->Operations().empty()) << testing::PrintToString(log_->Operations());
+        EXPECT_EQ(ReadWholeFile(links + L"target.txt"), (Bytes{'t', 'a', 'r', 'g', 'e', 't'}));
+        EXPECT_EQ(ReadWholeFile(links + L"folder\\inside.txt"), (Bytes{'i', 'n', 's', 'i', 'd', 'e'}));
+    }
+}
+
+LONG WINAPI RefuseClose(HKEY) { return ERROR_INVALID_HANDLE; }
+
 TEST_F(BVWrapperTest, KeysCloseOnTheRoadTheyWereOpenedOnAndSwallowedFailuresAreLogged) {
     MakeKey(L"k");
     Attach();
@@ -527,6 +561,14 @@ TEST_F(BVWrapperTest, KeysCloseOnTheRoadTheyWereOpenedOnAndSwallowedFailuresAreL
     log_->Clear();
     EXPECT_TRUE(direct.Reset());
     EXPECT_TRUE(log_->Calls().empty());
+    // A direct close goes through the call table: a failing close is reported.
+    {
+        BVKey again = wrapper_.RegKeyOpenWrite(key_.Get(), L"k");
+        const HKEY raw = again.Get();
+        platform::ScopedSysCall refuse(&platform::SysCallTable::RegCloseKey, &RefuseClose);
+        EXPECT_FALSE(again.Reset());
+        ::RegCloseKey(raw);
+    }
 
     Calls logged;
     const TLogLevel savedLevel = TDebugLog::Level();
