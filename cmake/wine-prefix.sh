@@ -9,15 +9,14 @@ mkdir -p "$prefix"
 WINEPREFIX=$prefix wineboot -i >/dev/null 2>&1
 WINEPREFIX=$prefix wineserver -w
 test -f "$prefix/system.reg"
-# Links made from the Unix side, which Wine lists as reparse points
-# (CreateSymbolicLinkW creates nothing there); the removal tests delete them
-# and check that their targets stay.
+# Links to a folder made from the Unix side, which Wine shows as reparse
+# points (CreateSymbolicLinkW creates nothing there, and a link to a file
+# looks like the file); the removal tests delete them and check that the
+# folder and its file stay.
 links="$prefix/drive_c/vantrel-links"
 mkdir -p "$links/folder"
-printf 'target' >"$links/target.txt"
 printf 'inside' >"$links/folder/inside.txt"
 for n in 1 2 3 4; do
-  ln -s target.txt "$links/file-link$n"
   ln -s folder "$links/folder-link$n"
 done
 echo "wine prefix ready: $prefix"

@@ -145,9 +145,12 @@ bool TBVWrapper::DeleteUnrecorded(const std::wstring& APath, bool AExists, DWORD
             fLastWipeSize += wiped;
             result = done;
         }
-    } else if ((AAttributes & bvdirect::kAttributeReparsePoint) && (AAttributes & bvdirect::kAttributeDirectory)) {
-        // A folder link is removed as a folder entry; its target stays untouched.
-        result = bvdirect::EraseEmptyFolder(APath);
+    } else if (AAttributes & bvdirect::kAttributeReparsePoint) {
+        // A link goes as the entry it is: a folder link as a folder entry, a
+        // file link as a file. Its target stays untouched.
+        result = (AAttributes & bvdirect::kAttributeDirectory)
+                     ? bvdirect::EraseEmptyFolder(APath) || bvdirect::EraseFile(APath)
+                     : bvdirect::EraseFile(APath) || bvdirect::EraseEmptyFolder(APath);
     } else {
         result = bvdirect::EraseFile(APath);
     }

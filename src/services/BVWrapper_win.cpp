@@ -8,7 +8,9 @@ namespace vt::bvdirect {
 using platform::SysCalls;
 
 PathState QueryPath(const std::wstring& path, DWORD& attributes) noexcept {
-    // GetFileAttributesW reports a link's own attributes, not its target's.
+    // GetFileAttributesW reports a link's own attributes, reparse-point flag
+    // included. (Wine 8 shows that flag only for links to folders: a Unix
+    // symbolic link to a file looks like the file.)
     attributes = SysCalls().GetFileAttributesW(path.c_str());
     if (attributes != INVALID_FILE_ATTRIBUTES) return PathState::kPresent;
     const DWORD error = ::GetLastError();
