@@ -4,13 +4,13 @@
 #include <chrono>
 #include <thread>
 
-#include "engine/VantrelShare.h"
+#include "model/VantrelShare.h"
 #include "model/StreamWrapper.h"
 #include "runtime/ComBoundary.h"
 #include "runtime/DebugLog.h"
 #include "runtime/FileSystem.h"
 #include "runtime/Strings.h"
-#include "runtime/VTStringList.h"
+#include "model/VTStringList.h"
 #include "services/BVWrapper.h"
 #include "services/IgnoreListAdapter.h"
 

@@ -1,6 +1,6 @@
 #include "model/VTSections.h"
 
-#include "engine/VantrelShare.h"
+#include "model/VantrelShare.h"
 #include "runtime/ComBoundary.h"
 #include "runtime/Exception.h"
 #include "services/IgnoreListAdapter.h"
@@ -24,17 +24,10 @@ private:
 
 }  // namespace
 
-const TCategoryCatalogue& DefaultCatalogue() {
-    // Rows in creation order: the Windows and Explorer categories, then the
-    // browsers, then one category per application definition. Each category
-    // adds its row here (CategoryRow<T>(...)) when it is built.
-    static const TCategoryCatalogue catalogue = {};
-    return catalogue;
-}
-
-TVTCategories::TVTCategories(TVantrelShare& AVantrel, const TCategoryCatalogue& ACatalogue)
+TVTCategories::TVTCategories(TVantrelShare& AVantrel, const TCategoryCatalogue& ACatalogue,
+                             std::wstring AIgnoreListsPath)
     : FVantrel(AVantrel),
-      FIgnoreListsManager(std::make_unique<TIgnoreListsManager>()),
+      FIgnoreListsManager(std::make_unique<TIgnoreListsManager>(std::move(AIgnoreListsPath))),
       FIgnoreList(std::make_unique<StringList>()),
       FIgnoreListAdapter(MakeCom<TIgnoreListAdapter>(FIgnoreList.get())) {
     const TCategorySink add = [this](Com<TVTCategory> ACategory) {

@@ -4,7 +4,6 @@
 #include "platform/Handles.h"
 #include "runtime/DllRoutines.h"
 #include "runtime/Strings.h"
-#include "vantrel/VantrelHelper.h"
 
 namespace vt::DllRoutines {
 

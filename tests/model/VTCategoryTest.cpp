@@ -6,8 +6,8 @@
 #include <string>
 #include <vector>
 
-#include "engine/CleanerOptions.h"
-#include "engine/VantrelShare.h"
+#include "model/CleanerOptions.h"
+#include "model/VantrelShare.h"
 #include "model/StreamWrapper.h"
 #include "model/VTSections.h"
 #include "runtime/ComBoundary.h"
@@ -83,6 +83,12 @@ public:
     std::int32_t pending = 0;
     const bool installed, disabledByDefault;
 };
+
+// The ignore-lists file of the registries built here.
+std::wstring IgnoreFile() {
+    static test::TempFolder folder;
+    return folder.Path(L"VTL_User.igl");
+}
 
 Com<ScriptedCategory> MakeCategory(RecordingVantrel& v, std::int32_t id, bool installed = true) {
     return TVTCategory::Create<ScriptedCategory>(v, id, installed);
@@ -190,7 +196,7 @@ TEST(CategoryBase, TaskCountFollowsEveryChangeOfTheCategoryMark) {
         CategoryRow<ScriptedCategory>(2, false, std::wstring(L"app.exe"), false),  // absent: dropped
         CategoryRow<ScriptedCategory>(3, true, std::wstring(L"app.exe"), true),    // unchecked by default
     };
-    auto registry = MakeCom<TVTCategories>(v, catalogue);
+    auto registry = MakeCom<TVTCategories>(v, catalogue, IgnoreFile());
     ASSERT_EQ(registry->Count(), 2);
     auto& first = dynamic_cast<ScriptedCategory&>(registry->GetItemObj(0));
     EXPECT_EQ(count(), 1);
@@ -293,7 +299,7 @@ TEST(CategoryRegistry, KeepsInstalledCategoriesInOrderAndFindsThemById) {
             for (bool installed : {true, false, true}) add(TVTCategory::Create<ScriptedCategory>(s, 59, installed));
         },
     };
-    auto registry = MakeCom<TVTCategories>(v, catalogue);
+    auto registry = MakeCom<TVTCategories>(v, catalogue, IgnoreFile());
     ASSERT_EQ(registry->Count(), 4);
     EXPECT_EQ(registry->GetItemObjByID(0), &registry->GetItemObj(0));
     EXPECT_EQ(registry->GetItemObjByID(3), &registry->GetItemObj(1));
@@ -313,11 +319,11 @@ TEST(CategoryRegistry, UserIgnoreListSurvivesASaveAndALoad) {
     RecordingVantrel v;
     std::int32_t index = -1, count = -1;
     {
-        auto registry = MakeCom<TVTCategories>(v, TCategoryCatalogue{});
+        auto registry = MakeCom<TVTCategories>(v, TCategoryCatalogue{}, IgnoreFile());
         ASSERT_EQ(registry->IgnoreListAdapter().Add(L"C:\\Temp\\", L"*.log", &index), S_OK);
         registry->SaveIgnoreLists();
     }
-    auto reloaded = MakeCom<TVTCategories>(v, TCategoryCatalogue{});
+    auto reloaded = MakeCom<TVTCategories>(v, TCategoryCatalogue{}, IgnoreFile());
     reloaded->IgnoreListAdapter().GetCount(&count);
     EXPECT_EQ(count, 0);  // nothing is read until the host asks
     reloaded->LoadIgnoreLists();
