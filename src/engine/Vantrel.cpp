@@ -404,7 +404,7 @@ HRESULT TVantrel::SaveScanResults(IStream* stream) {
         for (std::int32_t i = 0; i < fCategories->Count(); ++i) {
             TVTCategory& category = fCategories->GetItemObj(i);
             if (category.DetectedItems().Count() == 0) continue;
-            W.Write(static_cast<std::int32_t>(category.GetCategoryType()));
+            W.Write(static_cast<std::int32_t>(category.CategoryType()));
             category.SaveToStream(W);
         }
         adapter.Flush();

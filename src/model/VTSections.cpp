@@ -58,10 +58,10 @@ TVTCategory& TVTCategories::GetItemObj(std::int32_t AIndex) const {
 }
 
 TVTCategory* TVTCategories::GetItemObjByID(std::int32_t AID) const {
-    if (AID >= 0 && AID < Count() && static_cast<std::int32_t>(FItems[AID]->GetCategoryType()) == AID)
+    if (AID >= 0 && AID < Count() && static_cast<std::int32_t>(FItems[AID]->CategoryType()) == AID)
         return FItems[AID].Get();
     for (const auto& category : FItems)
-        if (static_cast<std::int32_t>(category->GetCategoryType()) == AID) return category.Get();
+        if (static_cast<std::int32_t>(category->CategoryType()) == AID) return category.Get();
     return nullptr;
 }
 
