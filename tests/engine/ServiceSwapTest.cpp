@@ -21,7 +21,7 @@ TEST(ServiceSwap, RefusedWhileACleanRunsAllowedDuringAScanAndBetweenRuns) {
         SCOPED_TRACE(phase.name);
         TakeErrorInfoMessage();  // what earlier failures on this thread left
         Com<TVantrel> engine = MakeEngine({{0, 2}});
-        TestCategory& cat = Cat(*engine, 0);
+        FakeCategory& cat = Cat(*engine, 0);
         if (phase.clean) {
             ASSERT_TRUE(ScanToEnd(*engine));
         }

@@ -5,12 +5,13 @@
 #include <string>
 #include <vector>
 
-#include "engine/CleanerOptions.h"
-#include "engine/VantrelShare.h"
+#include "model/CleanerOptions.h"
+#include "model/VantrelShare.h"
 #include "model/VTCategory.h"
 #include "runtime/DebugLog.h"
 #include "runtime/Exception.h"
 #include "services/BVWrapper.h"
+#include "support/FakeCategory.h"
 
 namespace vt::testing {
 namespace {
@@ -36,24 +37,6 @@ public:
     Com<TCleanerOptions> options = MakeCom<TCleanerOptions>();
 };
 
-// A category that needs "browser.exe" closed, so every change of its mark
-// reaches the task list.
-class TaskCategory final : public TVTCategory {
-public:
-    explicit TaskCategory(TVantrelShare& v) : TVTCategory(v) {
-        FId = 7;
-        SetTaskName(L"browser.exe");
-    }
-    bool RemoveItem(TDetectedItem&) override { return true; }
-    void Search() override {}
-    Com<TDetectedItem> AddChecked(const std::wstring& location) {
-        Com<TDetectedItem> item = MakeCom<TDetectedItem>();
-        item->SetLocation(location);
-        FDetectedItems->AddItem(item, true);
-        return item;
-    }
-};
-
 TEST(ItemChangeHandler, AFailureInsideIsLoggedAndNeverReachesTheCaller) {
     const char* routes[] = {"the host calls the handler", "an item's check mark changes"};
     std::vector<std::wstring> lines;
@@ -64,8 +47,9 @@ TEST(ItemChangeHandler, AFailureInsideIsLoggedAndNeverReachesTheCaller) {
         SCOPED_TRACE(route);
         lines.clear();
         FailingContext v;
-        Com<TaskCategory> category = TVTCategory::Create<TaskCategory>(v);
-        Com<TDetectedItem> item = category->AddChecked(L"C:\\Users\\Ann\\AppData\\Local\\Temp\\a.tmp");
+        // It needs "browser.exe" closed, so every change of its mark reaches the task list.
+        Com<FakeCategory> category = TVTCategory::Create<FakeCategory>(v, FakeCategorySetup{.id = 7, .taskName = L"browser.exe"});
+        Com<TDetectedItem> item = category->AddFound(L"C:\\Users\\Ann\\AppData\\Local\\Temp\\a.tmp");
         Com<IEnabledChange> change = Com<ICategory>(category.Get()).Query<IEnabledChange>();
         ASSERT_TRUE(change);
         TDetectedItemChange handler{};
