@@ -25,6 +25,18 @@ void AddJson(CLI::App* command, CommonOptions& common) {
     command->add_flag("--json", common.json, "print JSON for scripts instead of text");
 }
 
+// CLI::ExistingFile asks the C runtime, which cannot open non-Latin names.
+CLI::Validator ExistingFile() {
+    return CLI::Validator(
+        [](std::string& file) -> std::string {
+            const DWORD attributes = ::GetFileAttributesW(Wide(file).c_str());
+            if (attributes == INVALID_FILE_ATTRIBUTES || (attributes & FILE_ATTRIBUTE_DIRECTORY))
+                return "File does not exist: " + file;
+            return {};
+        },
+        "FILE");
+}
+
 int Run(int argc, const char* const* argv) {
     CLI::App app(kDescription, "vantrel");
     app.require_subcommand(1);
@@ -82,7 +94,7 @@ int Run(int argc, const char* const* argv) {
     AddJson(save, common);
     save->callback([&] { action = [&] { return SaveResults(common, saveFile); }; });
     auto* load = app.add_subcommand("load", "load scan results from a file; they become the last scan");
-    load->add_option("file", loadFile, "file saved with 'vantrel save'")->required()->check(CLI::ExistingFile);
+    load->add_option("file", loadFile, "file saved with 'vantrel save'")->required()->check(ExistingFile());
     AddJson(load, common);
     load->callback([&] { action = [&] { return LoadResults(common, loadFile); }; });
 
@@ -123,6 +135,12 @@ int Run(int argc, const char* const* argv) {
     remove->callback([&] { action = [&] { return SessionsDelete(common, sessionId); }; });
 
     std::ostringstream out, err;
+    const auto commands = app.get_subcommands([](CLI::App*) { return true; });
+    if (argc > 1 && argv[1][0] != '-' &&
+        std::none_of(commands.begin(), commands.end(), [&](CLI::App* c) { return c->check_name(argv[1]); })) {
+        PrintErr("vantrel: unknown command '{}'\nRun 'vantrel --help' for the commands.\n", argv[1]);
+        return kExitUsage;
+    }
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& e) {
