@@ -98,7 +98,7 @@ public:
                                        DWORD size) override {
         return StatusGuarded([&] {
             std::lock_guard<std::mutex> guard(service_->Lock());
-            RecordValue(key, FromBstr(name));
+            RecordValue(key, FromBstr(name), false);
             return ::RegSetValueExW(key, name, reserved, type, data, size);
         });
     }
@@ -106,7 +106,7 @@ public:
     HRESULT STDMETHODCALLTYPE DeleteValue(HKEY key, const wchar_t* name) override {
         return StatusGuarded([&]() -> LONG {
             std::lock_guard<std::mutex> guard(service_->Lock());
-            if (!RecordValue(key, FromBstr(name))) return ERROR_FILE_NOT_FOUND;
+            if (!RecordValue(key, FromBstr(name), true)) return ERROR_FILE_NOT_FOUND;
             return ::RegDeleteValueW(key, name);
         });
     }
@@ -126,12 +126,14 @@ private:
         });
     }
 
-    // Records the value as it is now (or that it does not exist); false when it does not.
-    bool RecordValue(HKEY key, const std::wstring& name) {
+    // Records the value as it is now, or that it does not exist (unless
+    // onlyExisting: then nothing is recorded); false when it does not exist.
+    bool RecordValue(HKEY key, const std::wstring& name, bool onlyExisting) {
         Entry entry;
         entry.kind = EntryKind::Value;
         entry.key = KeyPathOf(key);
         std::optional<ValueImage> old = ReadValue(key, name);
+        if (!old && onlyExisting) return false;
         entry.existed = old.has_value();
         entry.value = old ? std::move(*old) : ValueImage{name, 0, {}};
         SessionWriter& session = service_->Recording();

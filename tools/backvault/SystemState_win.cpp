@@ -5,6 +5,7 @@
 #include <cwchar>
 #include <vector>
 
+#include "../common/Links_win.h"
 #include "../common/SystemError_win.h"
 #include "platform/Handles.h"
 #include "runtime/Exception.h"
@@ -65,6 +66,7 @@ std::optional<FileFacts> FactsOf(const std::wstring& path) {
     }
     FileFacts facts;
     facts.attributes = data.dwFileAttributes;
+    if (siblings::IsReparsePoint(path)) facts.attributes |= FILE_ATTRIBUTE_REPARSE_POINT;
     facts.created = Join(data.ftCreationTime);
     facts.accessed = Join(data.ftLastAccessTime);
     facts.written = Join(data.ftLastWriteTime);
@@ -160,8 +162,10 @@ void DeleteTree(const std::wstring& folder) {
             const std::wstring path = base + name;
             ::SetFileAttributesW(path.c_str(), FILE_ATTRIBUTE_NORMAL);
             const DWORD attributes = found.dwFileAttributes;
-            if (attributes & FILE_ATTRIBUTE_DIRECTORY) {
-                if (!(attributes & FILE_ATTRIBUTE_REPARSE_POINT)) DeleteTree(path);
+            if ((attributes & FILE_ATTRIBUTE_DIRECTORY) && !(attributes & FILE_ATTRIBUTE_REPARSE_POINT)) {
+                DeleteTree(path);  // removes the folder too
+            } else if ((attributes & FILE_ATTRIBUTE_DIRECTORY)) {
+                // A link to a folder: the link goes, what it points to stays.
                 if (!::RemoveDirectoryW(path.c_str())) ThrowLastError(L"Cannot remove " + Quoted(path));
             } else if (!::DeleteFileW(path.c_str())) {
                 ThrowLastError(L"Cannot delete " + Quoted(path));

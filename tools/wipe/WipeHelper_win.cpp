@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "../common/Links_win.h"
 #include "../common/SystemError_win.h"
 #include "platform/Handles.h"
 #include "runtime/ComBoundary.h"
@@ -91,7 +92,7 @@ HRESULT TWipeHelper::WipeFile(const wchar_t* fileName, std::uint64_t* wipedBytes
         const DWORD attributes = ::GetFileAttributesW(path.c_str());
         if (attributes == INVALID_FILE_ATTRIBUTES) ThrowLastError(L"Cannot wipe " + Quoted(path));
         // A link is never opened: wiping through it would overwrite its target.
-        if (attributes & FILE_ATTRIBUTE_REPARSE_POINT)
+        if ((attributes & FILE_ATTRIBUTE_REPARSE_POINT) || siblings::IsReparsePoint(path))
             throw Exception(HRESULT_FROM_WIN32(ERROR_CANT_ACCESS_FILE),
                             Quoted(path) + L" is a reparse point (a symbolic link or junction); the wipe helper "
                                            L"does not follow it and leaves it in place");
