@@ -24,7 +24,8 @@ cmake/wine-prefix.sh "$WINEPREFIX"
 # shellcheck source=demo/seed.sh
 source scripts/demo/seed.sh
 
-step() { printf '\n\033[1m== %s ==\033[0m\n' "$*"; }
+if [ -t 1 ]; then bold=$'\033[1m' plain=$'\033[0m'; else bold='' plain=''; fi
+step() { printf '\n%s== %s ==%s\n' "$bold" "$*" "$plain"; }
 vantrel() {
     printf '$ vantrel %s\n' "$*"
     wine "$dist/vantrel.exe" "$@"
@@ -82,7 +83,7 @@ found=$(grep -c . <<<"$lines")
 back=$(grep -c '|back|' <<<"$lines" || true)
 gone=$(grep -c '|gone|' <<<"$lines" || true)
 kept=$(grep -c '|kept|' <<<"$lines" || true)
-printf '\n\033[1m== What happened ==\033[0m\n'
+step "What happened"
 printf 'Seeded %d traces for %d categories (%s) in the sandbox prefix %s.\n' "$found" "${#ids[@]}" "${ids[*]}" "$WINEPREFIX"
 printf 'vantrel scanned them, cleaned them through the backup service (exit code %d) and undid the clean.\n' "$clean_status"
 printf '%d traces were removed and came back identical (content, times, attributes, value types);\n' "$back"
