@@ -141,12 +141,25 @@ TEST(Contract, SiblingInterfacesKeepTheirReservedSlots) {
     ExpectTable<IBackvault>(
         "IBackvault",
         {OP(IBackvault, GetRegistry, (IBackvaultRegistry**)), OP(IBackvault, GetFiles, (IBackvaultFiles**)),
-         RESERVED(IBackvault, 3),  RESERVED(IBackvault, 4),  RESERVED(IBackvault, 5),  RESERVED(IBackvault, 6),
-         RESERVED(IBackvault, 7),  RESERVED(IBackvault, 8),  RESERVED(IBackvault, 9),  RESERVED(IBackvault, 10),
-         RESERVED(IBackvault, 11), RESERVED(IBackvault, 12), RESERVED(IBackvault, 13), RESERVED(IBackvault, 14),
-         RESERVED(IBackvault, 15), RESERVED(IBackvault, 16), RESERVED(IBackvault, 17), RESERVED(IBackvault, 18),
-         RESERVED(IBackvault, 19), RESERVED(IBackvault, 20), RESERVED(IBackvault, 21), RESERVED(IBackvault, 22),
-         RESERVED(IBackvault, 23), RESERVED(IBackvault, 24), RESERVED(IBackvault, 25)});
+         OP(IBackvault, BeginSession, (const wchar_t*, BSTR*)), OP(IBackvault, EndSession, ()),
+         OP(IBackvault, GetCurrentSession, (BSTR*)), OP(IBackvault, GetDataFolder, (BSTR*)),
+         OP(IBackvault, SetDataFolder, (const wchar_t*)), OP(IBackvault, GetSessionCount, (std::int32_t*)),
+         OP(IBackvault, GetSessionId, (std::int32_t, BSTR*)),
+         OP(IBackvault, GetSessionDescription, (const wchar_t*, BSTR*)),
+         OP(IBackvault, GetSessionStartTime, (const wchar_t*, double*)),
+         OP(IBackvault, GetSessionEndTime, (const wchar_t*, double*)),
+         OP(IBackvault, GetSessionState, (const wchar_t*, TBackvaultSessionState*)),
+         OP(IBackvault, GetSessionFileCount, (const wchar_t*, std::int32_t*)),
+         OP(IBackvault, GetSessionRegistryCount, (const wchar_t*, std::int32_t*)),
+         OP(IBackvault, GetSessionBytes, (const wchar_t*, std::int64_t*)),
+         OP(IBackvault, GetSessionEntryCount, (const wchar_t*, std::int32_t*)),
+         OP(IBackvault, GetSessionEntry, (const wchar_t*, std::int32_t, TBackvaultEntryKind*, BSTR*)),
+         OP(IBackvault, RestoreSession, (const wchar_t*, std::int32_t*, std::int32_t*)),
+         OP(IBackvault, GetRestoreReport, (BSTR*)), OP(IBackvault, DeleteSession, (const wchar_t*)),
+         OP(IBackvault, GetSessionFolder, (const wchar_t*, BSTR*)),
+         OP(IBackvault, DeleteSessionsBefore, (double, std::int32_t*)), RESERVED(IBackvault, 24),
+         RESERVED(IBackvault, 25)});
+    static_assert(sizeof(TBackvaultSessionState) == 1 && sizeof(TBackvaultEntryKind) == 1);
     ExpectTable<IBackvaultRegistry>(
         "IBackvaultRegistry",
         {OP(IBackvaultRegistry, CreateKey,
@@ -166,7 +179,8 @@ TEST(Contract, SiblingInterfacesKeepTheirReservedSlots) {
          OP(IBackvaultFiles, BackupFile, (const wchar_t*))});
     ExpectTable<IDiskWipeHelper>(
         "IDiskWipeHelper",
-        {RESERVED(IDiskWipeHelper, 1),  RESERVED(IDiskWipeHelper, 2),  RESERVED(IDiskWipeHelper, 3),
+        {OP(IDiskWipeHelper, SetPassCount, (std::int32_t)), OP(IDiskWipeHelper, GetPassCount, (std::int32_t*)),
+         RESERVED(IDiskWipeHelper, 3),
          RESERVED(IDiskWipeHelper, 4),  RESERVED(IDiskWipeHelper, 5),  RESERVED(IDiskWipeHelper, 6),
          RESERVED(IDiskWipeHelper, 7),  RESERVED(IDiskWipeHelper, 8),  RESERVED(IDiskWipeHelper, 9),
          RESERVED(IDiskWipeHelper, 10), RESERVED(IDiskWipeHelper, 11), RESERVED(IDiskWipeHelper, 12),

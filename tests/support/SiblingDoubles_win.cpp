@@ -145,10 +145,54 @@ public:
         *files = nullptr;
         return Call(L"GetFiles", {}, [&] { *files = MakeCom<FilesDouble>(log_).Detach(); return S_OK; });
     }
-    VT_UNUSED_SLOT(3) VT_UNUSED_SLOT(4) VT_UNUSED_SLOT(5) VT_UNUSED_SLOT(6) VT_UNUSED_SLOT(7) VT_UNUSED_SLOT(8)
-    VT_UNUSED_SLOT(9) VT_UNUSED_SLOT(10) VT_UNUSED_SLOT(11) VT_UNUSED_SLOT(12) VT_UNUSED_SLOT(13) VT_UNUSED_SLOT(14)
-    VT_UNUSED_SLOT(15) VT_UNUSED_SLOT(16) VT_UNUSED_SLOT(17) VT_UNUSED_SLOT(18) VT_UNUSED_SLOT(19) VT_UNUSED_SLOT(20)
-    VT_UNUSED_SLOT(21) VT_UNUSED_SLOT(22) VT_UNUSED_SLOT(23) VT_UNUSED_SLOT(24) VT_UNUSED_SLOT(25)
+    // The session operations are the real service's business; the engine never calls them.
+    HRESULT STDMETHODCALLTYPE BeginSession(const wchar_t*, BSTR*) override { return Unused(L"BeginSession"); }
+    HRESULT STDMETHODCALLTYPE EndSession() override { return Unused(L"EndSession"); }
+    HRESULT STDMETHODCALLTYPE GetCurrentSession(BSTR*) override { return Unused(L"GetCurrentSession"); }
+    HRESULT STDMETHODCALLTYPE GetDataFolder(BSTR*) override { return Unused(L"GetDataFolder"); }
+    HRESULT STDMETHODCALLTYPE SetDataFolder(const wchar_t*) override { return Unused(L"SetDataFolder"); }
+    HRESULT STDMETHODCALLTYPE GetSessionCount(std::int32_t*) override { return Unused(L"GetSessionCount"); }
+    HRESULT STDMETHODCALLTYPE GetSessionId(std::int32_t, BSTR*) override { return Unused(L"GetSessionId"); }
+    HRESULT STDMETHODCALLTYPE GetSessionDescription(const wchar_t*, BSTR*) override {
+        return Unused(L"GetSessionDescription");
+    }
+    HRESULT STDMETHODCALLTYPE GetSessionStartTime(const wchar_t*, double*) override {
+        return Unused(L"GetSessionStartTime");
+    }
+    HRESULT STDMETHODCALLTYPE GetSessionEndTime(const wchar_t*, double*) override {
+        return Unused(L"GetSessionEndTime");
+    }
+    HRESULT STDMETHODCALLTYPE GetSessionState(const wchar_t*, TBackvaultSessionState*) override {
+        return Unused(L"GetSessionState");
+    }
+    HRESULT STDMETHODCALLTYPE GetSessionFileCount(const wchar_t*, std::int32_t*) override {
+        return Unused(L"GetSessionFileCount");
+    }
+    HRESULT STDMETHODCALLTYPE GetSessionRegistryCount(const wchar_t*, std::int32_t*) override {
+        return Unused(L"GetSessionRegistryCount");
+    }
+    HRESULT STDMETHODCALLTYPE GetSessionBytes(const wchar_t*, std::int64_t*) override {
+        return Unused(L"GetSessionBytes");
+    }
+    HRESULT STDMETHODCALLTYPE GetSessionEntryCount(const wchar_t*, std::int32_t*) override {
+        return Unused(L"GetSessionEntryCount");
+    }
+    HRESULT STDMETHODCALLTYPE GetSessionEntry(const wchar_t*, std::int32_t, TBackvaultEntryKind*, BSTR*) override {
+        return Unused(L"GetSessionEntry");
+    }
+    HRESULT STDMETHODCALLTYPE RestoreSession(const wchar_t*, std::int32_t*, std::int32_t*) override {
+        return Unused(L"RestoreSession");
+    }
+    HRESULT STDMETHODCALLTYPE GetRestoreReport(BSTR*) override { return Unused(L"GetRestoreReport"); }
+    HRESULT STDMETHODCALLTYPE DeleteSession(const wchar_t*) override { return Unused(L"DeleteSession"); }
+    HRESULT STDMETHODCALLTYPE GetSessionFolder(const wchar_t*, BSTR*) override { return Unused(L"GetSessionFolder"); }
+    HRESULT STDMETHODCALLTYPE DeleteSessionsBefore(double, std::int32_t*) override {
+        return Unused(L"DeleteSessionsBefore");
+    }
+    VT_UNUSED_SLOT(24) VT_UNUSED_SLOT(25)
+
+private:
+    HRESULT Unused(const wchar_t* operation) { return Call(operation, {}, [] { return E_NOTIMPL; }); }
 };
 
 class WipeHelperDouble final : public Double<IDiskWipeHelper> {
@@ -169,7 +213,9 @@ public:
             return S_OK;
         });
     }
-    VT_UNUSED_SLOT(1) VT_UNUSED_SLOT(2) VT_UNUSED_SLOT(3) VT_UNUSED_SLOT(4) VT_UNUSED_SLOT(5) VT_UNUSED_SLOT(6)
+    HRESULT STDMETHODCALLTYPE SetPassCount(std::int32_t) override { return Call(L"SetPassCount", {}, [] { return E_NOTIMPL; }); }
+    HRESULT STDMETHODCALLTYPE GetPassCount(std::int32_t*) override { return Call(L"GetPassCount", {}, [] { return E_NOTIMPL; }); }
+    VT_UNUSED_SLOT(3) VT_UNUSED_SLOT(4) VT_UNUSED_SLOT(5) VT_UNUSED_SLOT(6)
     VT_UNUSED_SLOT(7) VT_UNUSED_SLOT(8) VT_UNUSED_SLOT(9) VT_UNUSED_SLOT(10) VT_UNUSED_SLOT(11) VT_UNUSED_SLOT(12)
     VT_UNUSED_SLOT(13) VT_UNUSED_SLOT(14) VT_UNUSED_SLOT(15) VT_UNUSED_SLOT(16) VT_UNUSED_SLOT(17) VT_UNUSED_SLOT(18)
     VT_UNUSED_SLOT(19) VT_UNUSED_SLOT(20) VT_UNUSED_SLOT(21) VT_UNUSED_SLOT(22) VT_UNUSED_SLOT(23) VT_UNUSED_SLOT(24)
