@@ -33,6 +33,8 @@ public:
     virtual std::wstring Root(Kind kind) const = 0;
 };
 
+// A browser this library does not read yet: never installed, keeps nothing.
+std::unique_ptr<Browser> MakeAbsent(std::wstring displayName);
 std::unique_ptr<Browser> MakeChrome(BrowserSetup setup);
 std::unique_ptr<Browser> MakeFirefox(BrowserSetup setup);
 

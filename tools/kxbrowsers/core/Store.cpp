@@ -6,7 +6,7 @@
 
 namespace kxb {
 
-bool DirectFiles::DeleteFile(const fs::path& file) {
+bool DirectFiles::RemoveFile(const fs::path& file) {
     std::error_code ec;
     return fs::remove(file, ec) && !ec;
 }
@@ -176,7 +176,7 @@ bool FileSetStore::DeleteAll(RemovalRun& run) {
     for (const fs::path& file : files_) {
         std::error_code ec;
         if (!fs::exists(file, ec)) continue;
-        if (!run.DeleteFile(file)) {
+        if (!run.RemoveFile(file)) {
             error_ = Utf8Path(file.filename()) + ": could not be deleted";
             ok = false;
         }

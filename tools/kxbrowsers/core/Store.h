@@ -43,14 +43,14 @@ public:
     // Records the file so that it can be restored; false: leave it untouched.
     virtual bool BackupFile(const fs::path& file) = 0;
     // Records the file and deletes it; false when it was not deleted.
-    virtual bool DeleteFile(const fs::path& file) = 0;
+    virtual bool RemoveFile(const fs::path& file) = 0;
 };
 
 // No backup service: nothing recorded, files deleted directly.
 class DirectFiles final : public BackupSink {
 public:
     bool BackupFile(const fs::path&) override { return true; }
-    bool DeleteFile(const fs::path& file) override;
+    bool RemoveFile(const fs::path& file) override;
 };
 
 // One removal run: the sink, and the files already handed to it.
@@ -60,7 +60,7 @@ public:
     // Hands the file (and its -wal/-journal companions when present) to the
     // backup service once per run. False: the file must not be changed.
     bool BackupOnce(const fs::path& file);
-    bool DeleteFile(const fs::path& file) { return sink_.DeleteFile(file); }
+    bool RemoveFile(const fs::path& file) { return sink_.RemoveFile(file); }
 
 private:
     BackupSink& sink_;

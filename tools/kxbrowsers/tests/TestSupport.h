@@ -95,7 +95,7 @@ public:
         calls.push_back({"backup", file, ReadBytes(file)});
         return !refuse;
     }
-    bool DeleteFile(const fs::path& file) override {
+    bool RemoveFile(const fs::path& file) override {
         calls.push_back({"delete", file, ReadBytes(file)});
         if (refuse) return false;
         std::error_code ec;
