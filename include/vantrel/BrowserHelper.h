@@ -23,18 +23,19 @@ struct IBrowserElements;
 // ---------------------------------------------------------------------------
 // Enumeration callback: a plain struct of a function pointer and its context
 // (a method pointer). The library calls
-//   Code(Data, status, loaded, profileIndex, profileCount, &stop)
+//   Code(Data, status, loaded, storeIndex, storeCount, &stop)
 // on the thread that called Enumerate, while it loads:
 //   status 0: loading goes on, more elements may follow;
 //   status 1: loading is complete;
 //   status 2 or more: nothing is to be taken from this call (a store could not
 //   be read; loading goes on with the next one).
 // The three values after the status are informative only: the number of
-// elements loaded so far, the 0-based profile being read and the number of
-// profiles. Setting *stop to true ends the enumeration at once.
+// elements loaded so far, the 0-based store just read and the number of
+// stores (a store is one profile's file of the data kind; at status 1 the
+// index equals the count). Setting *stop to true ends the enumeration at once.
 struct TBrowserEnumCallback {
     void(VANTREL_STDCALL* Code)(void* Data, std::uint8_t status, std::int32_t loaded,
-                                std::int32_t profileIndex, std::int32_t profileCount, bool* stop);
+                                std::int32_t storeIndex, std::int32_t storeCount, bool* stop);
     void* Data;
 };
 
@@ -91,7 +92,7 @@ struct IBrowserValues : IUnknown {
 
 // ---------------------------------------------------------------------------
 // Element items, one interface per data kind. Texts are empty when the store
-// keeps nothing for them; times are local "yyyy-mm-dd hh:nn:ss" texts.
+// keeps nothing for them; times are "yyyy-mm-dd hh:nn:ss" texts in UTC.
 
 struct IBrowserHistoryItem : IUnknown {
     virtual HRESULT STDMETHODCALLTYPE GetLastVisited(BSTR* time) = 0;
@@ -121,7 +122,9 @@ struct IBrowserFormItem : IUnknown {
     virtual HRESULT STDMETHODCALLTYPE GetUseCount(BSTR* count) = 0;
 };
 
-// The stored password itself is never read out: the values are user names.
+// The stored password itself is never read out: the values are user names
+// with the form field each belongs to as the value's name. A browser that
+// keeps user names encrypted (Firefox) gives the field's name and an empty value.
 struct IBrowserPasswordItem : IUnknown {
     virtual HRESULT STDMETHODCALLTYPE GetCreated(BSTR* time) = 0;
     virtual HRESULT STDMETHODCALLTYPE GetSite(BSTR* site) = 0;
