@@ -80,10 +80,15 @@ protected:
         ASSERT_EQ(SHGetFolderPathW(nullptr, CSIDL_LOCAL_APPDATA, nullptr, 0, local), S_OK);
         userData = fs::path(local) / L"Google" / L"Chrome" / L"User Data";
         fs::remove_all(fs::path(local) / L"Google");
+        wchar_t roaming[MAX_PATH];
+        ASSERT_EQ(SHGetFolderPathW(nullptr, CSIDL_APPDATA, nullptr, 0, roaming), S_OK);
+        firefox = fs::path(roaming) / L"Mozilla" / L"Firefox";
+        fs::remove_all(firefox.parent_path());
     }
     void TearDown() override {
         std::error_code ec;
         fs::remove_all(userData.parent_path().parent_path(), ec);
+        fs::remove_all(firefox.parent_path(), ec);
         if (module) FreeLibrary(module);
     }
 
@@ -95,7 +100,7 @@ protected:
 
     HMODULE module = nullptr;
     KxBrowsersGetInstanceFn getInstance = nullptr;
-    fs::path userData;
+    fs::path userData, firefox;
 };
 
 TEST_F(LibraryTest, ServesTheFactoryAloneAndBrowsersItDoesNotReadAreAbsent) {
@@ -192,6 +197,52 @@ INSERT INTO visits(id,url,visit_time,from_visit,transition) VALUES(2,2,133444736
     ASSERT_EQ(chrome->GetSessions(&sessions.p), S_OK);
     sessions->GetRemovalMode(&mode);
     EXPECT_EQ(mode, kBrowserRemoveWholeStore);
+}
+
+std::wstring ErrorMessage() {
+    IErrorInfo* info = nullptr;
+    if (GetErrorInfo(0, &info) != S_OK || !info) return {};
+    BSTR text = nullptr;
+    info->GetDescription(&text);
+    info->Release();
+    return Take(text);
+}
+
+TEST_F(LibraryTest, FirefoxLoginsComeWithTheirValueList) {
+    WriteBytes(firefox / L"profiles.ini",
+               "[Profile0]\r\nName=default-release\r\nIsRelative=1\r\nPath=Profiles/abcd1234.default-release\r\n");
+    WriteBytes(firefox / L"Profiles" / L"abcd1234.default-release" / L"logins.json",
+               R"({"nextId":2,"logins":[{"id":1,"hostname":"https://accounts.example.com","httpRealm":null,)"
+               R"("formSubmitURL":"https://accounts.example.com/session","usernameField":"login","passwordField":"pass",)"
+               R"("encryptedUsername":"MDIEEPgAAAAAAAAAAAAAAAAAAAEwFAYIKoZIhvcNAwcECBhS0mO6vX5NBAhIbVqmQ0E5yw==",)"
+               R"("encryptedPassword":"MDoEEPgAAAAAAAAAAAAAAAAAAAEwFAYIKoZIhvcNAwcECGJvH8qVbBkpBBCiAXl1F9UoYw7NcvLQ4r7M",)"
+               R"("guid":"{5ec0d2c5-4f0a-4b1e-9a4b-2a7b6b3c9d10}","encType":1,"timeCreated":1700000000000,)"
+               R"("timeLastUsed":1700000000000,"timePasswordChanged":1700000000000,"timesUsed":1}],"version":3})");
+    auto factory = Factory();
+    Owned<IBrowserHelper> helper;
+    ASSERT_EQ(factory->GetFirefoxHelper(&helper.p), S_OK);
+    bool installed = false;
+    helper->IsInstalled(&installed);
+    EXPECT_TRUE(installed);
+    Owned<IBrowserPasswords> list;
+    ASSERT_EQ(helper->GetPasswords(&list.p), S_OK);
+    ASSERT_EQ(list->Enumerate({nullptr, nullptr}), S_OK);
+    Owned<IBrowserPasswordItem> item;
+    ASSERT_EQ(list->GetItem(0, &item.p), S_OK);
+    BSTR text = nullptr;
+    item->GetSite(&text);
+    EXPECT_EQ(Take(text), L"https://accounts.example.com");
+    Owned<IBrowserValues> values;
+    ASSERT_EQ(item->GetValues(&values.p), S_OK);
+    std::int32_t count = 0;
+    values->GetCount(&count);
+    ASSERT_EQ(count, 1);
+    values->GetValueName(0, &text);
+    EXPECT_EQ(Take(text), L"login");
+    values->GetValue(0, &text);
+    EXPECT_EQ(Take(text), L"");
+    EXPECT_EQ(values->GetValue(1, &text), E_BOUNDS);
+    EXPECT_EQ(ErrorMessage(), L"List index out of bounds (1)");
 }
 
 }  // namespace
