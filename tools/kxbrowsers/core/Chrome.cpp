@@ -105,6 +105,13 @@ public:
     }
 
     std::unique_ptr<ElementList> MakeList(Kind kind, SinkSource sink) const override {
+        auto list = MakeListOf(kind, std::move(sink));
+        if (list) list->SetRunningCheck(setup_.isRunning);
+        return list;
+    }
+
+private:
+    std::unique_ptr<ElementList> MakeListOf(Kind kind, SinkSource sink) const {
         const SqlLayout* layout = nullptr;
         switch (kind) {
         case Kind::TypedHistory: return nullptr;
@@ -139,7 +146,6 @@ public:
             std::move(sink));
     }
 
-private:
     static fs::path CookiesFile(const fs::path& profile) {
         // Chrome 96 moved the cookies into the "Network" folder.
         fs::path moved = profile / "Network" / "Cookies";

@@ -16,11 +16,22 @@ void ElementList::Clear() {
     elements_.shrink_to_fit();
 }
 
+bool ElementList::BrowserRuns() {
+    if (!running_ || !running_()) return false;
+    error_ = "the browser is running";
+    return true;
+}
+
 void ElementList::Enumerate(const Progress& progress) {
     if (InRun()) EndRemove();
     Clear();
-    stores_ = finder_();
     error_.clear();
+    if (BrowserRuns()) {
+        if (progress && progress(EnumStatus::Nothing, 0, 0, 0)) return;
+        if (progress) progress(EnumStatus::Complete, 0, 0, 0);
+        return;
+    }
+    stores_ = finder_();
     const int count = static_cast<int>(stores_.size());
     for (int i = 0; i < count; ++i) {
         Store& store = *stores_[i];
@@ -56,14 +67,15 @@ std::optional<fs::path> ElementList::StoreFile(int index) const {
 
 bool ElementList::DeleteElement(int index) {
     const Element* e = At(index);
-    if (!e || mode_ != RemovalMode::ByElement) return false;
+    if (!e || mode_ != RemovalMode::ByElement || BrowserRuns()) return false;
     Store& store = *stores_[e->store];
     bool ok;
     if (InRun()) {
         ok = store.Delete(*e, *run_);
     } else {
         RemovalRun single(sink_());
-        ok = store.Delete(*e, single) && store.Finish();
+        ok = store.Delete(*e, single);
+        ok = store.Finish() && ok;  // also ends a transaction a failed delete left open
     }
     if (!ok) {
         error_ = store.LastError();
@@ -74,7 +86,7 @@ bool ElementList::DeleteElement(int index) {
 }
 
 bool ElementList::DeleteAll() {
-    if (mode_ == RemovalMode::Nothing) return false;
+    if (mode_ == RemovalMode::Nothing || BrowserRuns()) return false;
     // The stores found now: a removal after loaded scan results may come
     // before any enumeration.
     if (stores_.empty()) stores_ = finder_();
@@ -98,6 +110,7 @@ bool ElementList::DeleteAll() {
 }
 
 bool ElementList::BeginRemove() {
+    if (BrowserRuns()) return false;
     if (stores_.empty()) stores_ = finder_();
     for (auto& store : stores_) {
         if (store->IsLocked()) {

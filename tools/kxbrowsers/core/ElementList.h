@@ -36,6 +36,10 @@ public:
     ElementList(RemovalMode mode, StoreFinder finder, SinkSource sink);
     ~ElementList();
 
+    // While running() answers true (the browser runs) nothing is read or
+    // written: enumeration reports status 2 and deletions answer false.
+    void SetRunningCheck(std::function<bool()> running) { running_ = std::move(running); }
+
     // Drops what was loaded, then loads every store: status 0 after each store
     // read, 2 for a store that could not be read (its message kept in
     // LastError), 1 at the end. A locked store is not read.
@@ -62,10 +66,12 @@ public:
 
 private:
     bool InRun() const { return run_ != nullptr; }
+    bool BrowserRuns();
 
     RemovalMode mode_;
     StoreFinder finder_;
     SinkSource sink_;
+    std::function<bool()> running_;
     std::vector<std::unique_ptr<Store>> stores_;
     std::vector<Element> elements_;
     std::unique_ptr<RemovalRun> run_;

@@ -141,6 +141,13 @@ public:
     std::wstring Root(Kind) const override { return PathText(setup_.dataFolder); }
 
     std::unique_ptr<ElementList> MakeList(Kind kind, SinkSource sink) const override {
+        auto list = MakeListOf(kind, std::move(sink));
+        if (list) list->SetRunningCheck(setup_.isRunning);
+        return list;
+    }
+
+private:
+    std::unique_ptr<ElementList> MakeListOf(Kind kind, SinkSource sink) const {
         const fs::path folder = setup_.dataFolder;
         if (kind == Kind::Sessions || kind == Kind::Passwords) {
             const bool sessions = kind == Kind::Sessions;
@@ -184,7 +191,6 @@ public:
             std::move(sink));
     }
 
-private:
     BrowserSetup setup_;
 };
 

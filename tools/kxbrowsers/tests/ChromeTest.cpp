@@ -203,8 +203,14 @@ TEST_F(ChromeTest, LockedDataIsNeitherReadNorWritten) {
     const fs::path history = data / "Default" / "History";
     const std::string before = ReadBytes(history);
     EXPECT_FALSE(chrome->IsDataLocked());
+    auto loaded = List(Kind::VisitedHistory);
+    Load(*loaded);
     running = true;
     EXPECT_TRUE(chrome->IsDataLocked());
+    EXPECT_FALSE(loaded->BeginRemove());
+    EXPECT_FALSE(loaded->DeleteElement(0));
+    EXPECT_EQ(Load(*loaded), (std::vector<int>{2, 1}));
+    EXPECT_EQ(loaded->Count(), 0);
     running = false;
 
     sqlite3* holder = nullptr;
