@@ -132,7 +132,9 @@ TEST(EventLogRecord, TruncatedAndLyingBuffers) {
         const EventLogRecords read = ParseEventLogRecords(c.buffer);
         EXPECT_EQ(read.Records.size(), c.records) << c.what;
         EXPECT_EQ(read.Clean, c.clean) << c.what;
-        if (!read.Records.empty()) EXPECT_EQ(read.Records[0].Complete, c.firstComplete) << c.what;
+        if (!read.Records.empty()) {
+            EXPECT_EQ(read.Records[0].Complete, c.firstComplete) << c.what;
+        }
     }
     // What still lies inside a damaged record is read.
     EventLogRecord damaged;
