@@ -180,7 +180,8 @@ void DecodeItem(ByteSpan item, ShellItem& out) {
         // "CFSF", nested entry size, nested file entry, then the delegate GUID,
         // the item's class GUID and the 0xBEEF0004 block with the long name.
         const std::size_t guidAt = 6 + std::size_t{ReadU16(item, 4)};
-        if (!Fits(item, 12, 15) || !Fits(item, guidAt, 32)) return;
+        constexpr std::size_t kNestedNameAt = 24;
+        if (guidAt <= kNestedNameAt || !Fits(item, guidAt, 32)) return;
         ReadFileEntry(item.first(guidAt), 12, out);
         out.Kind = ShellItemKind::Delegate;
         out.ClassId = GuidToText(item, guidAt + 16);

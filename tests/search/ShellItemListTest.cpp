@@ -151,6 +151,9 @@ TEST(ShellItemList, PathsOfListsWindowsWrites) {
              .Append(FileEntry(0x31, 0, "Roaming", 9, u"Roaming")).U16(0),
          L"%USERPROFILE%\\AppData\\Roaming", false, L"{5E6C858F-0E22-4760-9AFE-EA3317B67173}",
          L"AppData\\Roaming", false},
+        {"delegate whose inner size does not reach past its nested entry",
+         ByteBuilder().Hex(kUsersFiles).Append(ByteBuilder().Hex(kDelegateAppData).PatchU16(4, 4)).U16(0),
+         L"%USERPROFILE%\\...", false, L"", L"", false},
         {"This PC\\Downloads",
          ByteBuilder().Hex(kMyComputer).Hex(kThisPcDownloads)
              .Append(FileEntry(0x32, 2048, "SETUP_~1.EXE", 9, u"setup_x64.exe")).U16(0),
@@ -203,6 +206,12 @@ TEST(ShellItemList, ItemsCarryKindsAndBothNames) {
     EXPECT_EQ(delegate.Items[1].Kind, ShellItemKind::Delegate);
     EXPECT_EQ(delegate.Items[1].ShortName, L"AppData");
     EXPECT_EQ(delegate.Items[1].ClassId, L"{DFFACDC5-679F-4156-8947-C5C76BC0B67F}");
+
+    // An inner size that ends before the nested entry's name leaves the item unread.
+    const ShellItemPath lying = DecodeShellItemList(
+        ByteBuilder().Hex(kUsersFiles).Append(ByteBuilder().Hex(kDelegateAppData).PatchU16(4, 4)).U16(0).Bytes());
+    ASSERT_EQ(lying.Items.size(), 2u);
+    EXPECT_EQ(lying.Items[1].Kind, ShellItemKind::Unknown);
 }
 
 TEST(ShellItemList, LastVisitedValueShowsProgramAndFolder) {
