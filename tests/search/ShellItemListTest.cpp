@@ -201,7 +201,8 @@ TEST(ShellItemList, ItemsCarryKindsAndBothNames) {
     EXPECT_EQ(result.Items[5].ExtensionVersion, 9);
     EXPECT_FALSE(result.Items[5].IsDirectory);
 
-    const ShellItemPath delegate = DecodeShellItemList(ByteBuilder().Hex(kUsersFiles).Hex(kDelegateAppData).U16(0).Bytes());
+    const ShellItemPath delegate =
+        DecodeShellItemList(ByteBuilder().Hex(kUsersFiles).Hex(kDelegateAppData).U16(0).Bytes());
     ASSERT_EQ(delegate.Items.size(), 2u);
     EXPECT_EQ(delegate.Items[1].Kind, ShellItemKind::Delegate);
     EXPECT_EQ(delegate.Items[1].ShortName, L"AppData");

@@ -18,7 +18,9 @@ public:
     }
     ByteBuilder& U16(unsigned v) { return U8(v & 0xFF).U8((v >> 8) & 0xFF); }
     ByteBuilder& U32(std::uint32_t v) { return U16(v & 0xFFFF).U16(v >> 16); }
-    ByteBuilder& U64(std::uint64_t v) { return U32(static_cast<std::uint32_t>(v)).U32(static_cast<std::uint32_t>(v >> 32)); }
+    ByteBuilder& U64(std::uint64_t v) {
+        return U32(static_cast<std::uint32_t>(v)).U32(static_cast<std::uint32_t>(v >> 32));
+    }
     ByteBuilder& Zeros(std::size_t n) {
         bytes_.insert(bytes_.end(), n, 0);
         return *this;

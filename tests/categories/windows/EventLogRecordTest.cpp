@@ -41,13 +41,15 @@ Bytes Record(const RecordSpec& s) {
     if (s.sidHex) {
         const std::size_t sidAt = b.Size();
         b.Hex(s.sidHex);
-        b.PatchU32(offsetsAt + 4, static_cast<std::uint32_t>(b.Size() - sidAt)).PatchU32(offsetsAt + 8, static_cast<std::uint32_t>(sidAt));
+        b.PatchU32(offsetsAt + 4, static_cast<std::uint32_t>(b.Size() - sidAt));
+        b.PatchU32(offsetsAt + 8, static_cast<std::uint32_t>(sidAt));
     }
     b.PatchU32(offsetsAt, static_cast<std::uint32_t>(b.Size()));
     for (const auto& text : s.strings) b.Utf16Z(text);
     const std::size_t dataAt = b.Size();
     b.Append(s.data);
-    b.PatchU32(offsetsAt + 12, static_cast<std::uint32_t>(s.data.size())).PatchU32(offsetsAt + 16, static_cast<std::uint32_t>(dataAt));
+    b.PatchU32(offsetsAt + 12, static_cast<std::uint32_t>(s.data.size()));
+    b.PatchU32(offsetsAt + 16, static_cast<std::uint32_t>(dataAt));
     b.Align(4);
     b.U32(static_cast<std::uint32_t>(b.Size() + 4));
     return b.PatchU32(0, static_cast<std::uint32_t>(b.Size()));

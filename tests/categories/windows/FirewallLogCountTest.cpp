@@ -34,7 +34,9 @@ Bytes Utf16(const std::string& s, bool bigEndian) {
 }
 
 std::string Replace(std::string s, const std::string& from, const std::string& to) {
-    for (std::size_t at = s.find(from); at != std::string::npos; at = s.find(from, at + to.size())) s.replace(at, from.size(), to);
+    for (std::size_t at = s.find(from); at != std::string::npos; at = s.find(from, at + to.size())) {
+        s.replace(at, from.size(), to);
+    }
     return s;
 }
 
@@ -64,8 +66,10 @@ TEST(FirewallLog, EntryCountsOfRealShapedFiles) {
         {"no header at all", Ascii(kEntries), 0},
         {"empty file", {}, 0},
         {"UTF-16LE without a mark stops at its first NUL", Bytes(utf16le.begin() + 2, utf16le.end()), 0},
-        {"entries after a NUL are not read", ByteBuilder().Append(Ascii(kHeader + kEntries.substr(0, kEntries.find('\n') + 11)))
-                                                 .U8(0).Append(Ascii(kEntries)), 2},
+        {"entries after a NUL are not read",
+         ByteBuilder().Append(Ascii(kHeader + kEntries.substr(0, kEntries.find('\n') + 11))).U8(0)
+             .Append(Ascii(kEntries)),
+         2},
     };
     for (const auto& c : cases) EXPECT_EQ(CountFirewallLogEntries(c.bytes), c.entries) << c.what;
 }
