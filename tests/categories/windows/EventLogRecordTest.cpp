@@ -15,7 +15,7 @@ using Bytes = std::vector<std::uint8_t>;
 // S-1-5-21-1004336348-1177238915-682003330-1001, as a binary SID.
 const char kUserSid[] = "01 05 00 00 00 00 00 05 15 00 00 00 DC F4 DC 3B 83 3D 2B 46 82 8B A6 28 E9 03 00 00";
 
-struct RecordSpec {
+struct RecordFields {
     std::uint32_t number;
     std::uint32_t time;
     std::uint32_t eventId;
@@ -31,7 +31,7 @@ struct RecordSpec {
 // An EVENTLOGRECORD laid out as the event log service writes it: header,
 // source and computer names, padding to 4 bytes, SID, strings, data, padding,
 // and the length again.
-Bytes Record(const RecordSpec& s) {
+Bytes Record(const RecordFields& s) {
     ByteBuilder b;
     b.U32(0).U32(0x654C664Cu).U32(s.number).U32(s.time).U32(s.time + 1).U32(s.eventId);
     b.U16(s.type).U16(static_cast<unsigned>(s.strings.size())).U16(s.category).U16(0).U32(0);
@@ -55,14 +55,14 @@ Bytes Record(const RecordSpec& s) {
     return b.PatchU32(0, static_cast<std::uint32_t>(b.Size()));
 }
 
-const RecordSpec kMsiInstaller{1207, 1710495012, 11707, 4, 0, u"MsiInstaller", u"DESKTOP-7QK2M1L",
+const RecordFields kMsiInstaller{1207, 1710495012, 11707, 4, 0, u"MsiInstaller", u"DESKTOP-7QK2M1L",
                                {u"Product: Contoso Viewer -- Installation completed successfully."}, kUserSid,
                                ByteBuilder().Hex("7B 43 35 31 45 34 7D 00")};
-const RecordSpec kEventLogStart{88, 1710490000, 0x80001775u, 4, 0, u"EventLog", u"DESKTOP-7QK2M1L", {}, nullptr,
+const RecordFields kEventLogStart{88, 1710490000, 0x80001775u, 4, 0, u"EventLog", u"DESKTOP-7QK2M1L", {}, nullptr,
                                 ByteBuilder().Hex("E8 07 03 00 05 00 0F 00 08 00 1E 00 0C 00 59 01")};
-const RecordSpec kDiskError{89, 1710490100, 0xC0000007u, 1, 0, u"disk", u"DESKTOP-7QK2M1L",
+const RecordFields kDiskError{89, 1710490100, 0xC0000007u, 1, 0, u"disk", u"DESKTOP-7QK2M1L",
                             {u"\\Device\\Harddisk1\\DR1"}, nullptr, Bytes(40, 0)};
-const RecordSpec kSecurityCleared{1, 1710480000, 517, 8, 1, u"Security", u"XP-OFFICE",
+const RecordFields kSecurityCleared{1, 1710480000, 517, 8, 1, u"Security", u"XP-OFFICE",
                                   {u"SYSTEM", u"NT AUTHORITY", u"(0x0,0x3E7)", u"anna", u"XP-OFFICE", u"(0x0,0x1C4B2)"},
                                   "01 01 00 00 00 00 00 05 12 00 00 00", {}};
 
@@ -75,7 +75,7 @@ TEST(EventLogRecord, RecordsOfOneReadBuffer) {
     ASSERT_EQ(read.Records.size(), 4u);
 
     struct Expected {
-        const RecordSpec& spec;
+        const RecordFields& fields;
         TEventLogType type;
     };
     const Expected expected[] = {{kMsiInstaller, TEventLogType::etInformation},
@@ -84,7 +84,7 @@ TEST(EventLogRecord, RecordsOfOneReadBuffer) {
                                  {kSecurityCleared, TEventLogType::etUnknown}};
     for (std::size_t i = 0; i < 4; ++i) {
         const EventLogRecord& r = read.Records[i];
-        const RecordSpec& s = expected[i].spec;
+        const RecordFields& s = expected[i].fields;
         EXPECT_TRUE(r.Complete) << i;
         EXPECT_EQ(r.Length % 4, 0u) << i;
         EXPECT_EQ(r.RecordNumber, s.number) << i;
