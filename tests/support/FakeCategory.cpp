@@ -42,6 +42,29 @@ std::int32_t FakeCategory::RemoveDetected() {
     return 0;
 }
 
+namespace {
+
+void VANTREL_STDCALL RecordCheckMark(void* data, IDetectedItem* item) {
+    auto* self = static_cast<FakeCategory*>(data);
+    bool enabled = false;
+    item->GetEnabled(&enabled);
+    {
+        std::lock_guard<std::mutex> guard(self->changesLock);
+        self->changes.push_back(enabled);
+    }
+    self->OnItemCheckMarkChanged();
+}
+
+}  // namespace
+
+HRESULT FakeCategory::GetOnDetectedItemChange(TDetectedItemChange* handler) {
+    TDetectedItemChange base{};
+    const HRESULT hr = TVTCategory::GetOnDetectedItemChange(&base);
+    // The base detaches its handler during bulk changes; so does this one.
+    *handler = {handlerAttached && base.Code ? &RecordCheckMark : nullptr, this};
+    return hr;
+}
+
 bool FakeCategory::CheckIfInstalled() {
     ++installChecks;
     return setup.installed;
