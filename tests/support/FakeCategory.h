@@ -74,6 +74,8 @@ public:
     std::vector<std::wstring> removedLocations;
     bool beforeRemove = true;
     std::atomic<int> searches{0};
+    // Search and RemoveDetected calls under way (the worker is inside this category).
+    std::atomic<int> active{0};
     int installChecks = 0;
     std::int32_t pending = 0;
     std::uint32_t clock = 0;  // the tick the yield reads
