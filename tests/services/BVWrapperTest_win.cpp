@@ -9,6 +9,9 @@
 #include "platform/Handles.h"
 #include "platform/SysCalls.h"
 #include "platform/Win32.h"
+
+#include <sddl.h>
+
 #include "runtime/DebugLog.h"
 #include "runtime/Exception.h"
 #include "runtime/FileSystem.h"
@@ -443,7 +446,9 @@ TEST_F(BVWrapperTest, AttributesAreLeftToTheServiceWhenBackedUpAndPutBackWhenADi
         if (c.reached) {
             const DWORD seen = log_->recordedAttributes[path];
             EXPECT_EQ(seen == marked, c.recordedMarked);
-            if (!c.recordedMarked) EXPECT_EQ(seen & FILE_ATTRIBUTE_READONLY, 0u);
+            if (!c.recordedMarked) {
+                EXPECT_EQ(seen & FILE_ATTRIBUTE_READONLY, 0u);
+            }
         }
         EXPECT_EQ(::GetFileAttributesW(path.c_str()), c.result ? INVALID_FILE_ATTRIBUTES : marked);
         ::SetFileAttributesW(path.c_str(), FILE_ATTRIBUTE_NORMAL);
@@ -545,6 +550,49 @@ TEST_F(BVWrapperTest, RealFolderLinksNeverReachASiblingAndTheirTargetsStay) {
         EXPECT_TRUE(log_->Operations().empty()) << testing::PrintToString(log_->Operations());
         EXPECT_EQ(ReadWholeFile(links + L"folder\\inside.txt"), (Bytes{'i', 'n', 's', 'i', 'd', 'e'}));
     }
+}
+
+// The NT name of a key below HKEY_CURRENT_USER ("\Registry\User\<SID>\..."),
+// as a registry link's target must be written.
+std::wstring UserKeyNtName(const std::wstring& subKey) {
+    platform::unique_handle token;
+    if (!::OpenProcessToken(::GetCurrentProcess(), TOKEN_QUERY, token.Put())) return {};
+    alignas(TOKEN_USER) BYTE buffer[256];
+    DWORD size = 0;
+    if (!::GetTokenInformation(token.Get(), TokenUser, buffer, sizeof buffer, &size)) return {};
+    wchar_t* sid = nullptr;
+    if (!::ConvertSidToStringSidW(reinterpret_cast<TOKEN_USER*>(buffer)->User.Sid, &sid)) return {};
+    const std::wstring name = L"\\Registry\\User\\" + std::wstring(sid) + L"\\" + subKey;
+    ::LocalFree(sid);
+    return name;
+}
+
+TEST_F(BVWrapperTest, BackedUpKeyDeletionNeverFollowsARegistryLink) {
+    // scratch\tree\link is a registry link to scratch\target, which holds a
+    // value and a sub-key of its own. Followed, the walk would delete them.
+    MakeKey(L"target", {L"keep"});
+    MakeKey(L"target\\child", {L"also"});
+    MakeKey(L"tree", {L"v"});
+    const std::wstring target = UserKeyNtName(path_ + L"\\target");
+    ASSERT_FALSE(target.empty());
+    {
+        platform::unique_hkey link;
+        ASSERT_EQ(::RegCreateKeyExW(key_.Get(), L"tree\\link", 0, nullptr, REG_OPTION_CREATE_LINK | REG_OPTION_VOLATILE,
+                                    KEY_ALL_ACCESS | KEY_CREATE_LINK, nullptr, link.Put(), nullptr),
+                  ERROR_SUCCESS);
+        ASSERT_EQ(::RegSetValueExW(link.Get(), L"SymbolicLinkValue", 0, REG_LINK,
+                                   reinterpret_cast<const BYTE*>(target.c_str()),
+                                   static_cast<DWORD>(target.size() * sizeof(wchar_t))),
+                  ERROR_SUCCESS);
+    }
+    ASSERT_EQ(Names(L"tree\\link", false), Calls{L"keep"}) << "the link leads to the target";
+    Attach();
+    wrapper_.RegKeyDeleteKey(key_.Get(), L"tree");  // whether the service can delete a link is its own business
+    for (const std::wstring& call : log_->Operations())
+        EXPECT_EQ(call.find(L"keep"), std::wstring::npos) << "reached the target: " << testing::PrintToString(call);
+    EXPECT_EQ(Names(L"target", false), Calls{L"keep"});
+    EXPECT_EQ(Names(L"target", true), Calls{L"child"});
+    EXPECT_EQ(Names(L"target\\child", false), Calls{L"also"});
 }
 
 LONG WINAPI RefuseClose(HKEY) { return ERROR_INVALID_HANDLE; }

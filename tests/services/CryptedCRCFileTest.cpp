@@ -11,6 +11,7 @@
 #include "runtime/Exception.h"
 #include "runtime/FileSystem.h"
 #include "services/CryptedCRCFile.h"
+#include "vantrel/ComTypes.h"
 #include "TempFolder.h"
 
 namespace vt {
