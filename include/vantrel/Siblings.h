@@ -14,7 +14,7 @@ struct IBackvaultFiles;
 // What a backup session is doing, one byte like every enumeration of the
 // contract.
 enum TBackvaultSessionState : std::uint8_t {
-    bssOpen = 0,         // the session this service object is recording into now
+    bssOpen = 0,         // being recorded now (by this service object or another program)
     bssClosed = 1,       // ended by EndSession (or by the service's release)
     bssInterrupted = 2,  // never ended: its process stopped or was killed mid-session
     bssRestored = 3,     // undone at least once by RestoreSession

@@ -4,6 +4,7 @@
 #include <set>
 
 #include "CliSupport.h"
+#include "vantrel/Client.hpp"
 
 namespace clitest {
 namespace {
@@ -165,6 +166,66 @@ TEST(Cli, SessionsNeedAnExistingSession) {
         EXPECT_EQ(o.code, kUsage) << o.err;
         EXPECT_NE(o.err.find("vantrel sessions list"), std::string::npos) << o.err;
     }
+}
+
+}  // namespace
+}  // namespace clitest
+
+namespace clitest {
+namespace {
+
+// A session recorded by the backup service itself (as a clean would), then
+// listed, shown, undone and deleted through vantrel.
+TEST(Cli, SessionsListShowUndoAndDeleteARecordedSession) {
+    const std::wstring dll = ProgramFolder() + L"VantrelBackvault.dll";
+    if (!Exists(dll)) GTEST_SKIP() << "the backup service is not built";
+    const std::wstring file = ProgramFolder() + L"sessions\\\u0416\u0443\u0440\u043d\u0430\u043b.log";
+    const std::string content = "11/19/2026 10:05:37:411 NetpDoDomainJoin: status: 0x0\r\n";
+    WriteBytes(file, content);
+
+    std::wstring id;
+    {
+        vantrel::client::Library library(dll);
+        vantrel::client::Ptr<IBackvault> vault;
+        ASSERT_EQ(library.Entry()(vantrel::client::IidOf<IBackvault>(), vault.PutVoid()), S_OK);
+        BSTR sessionId = nullptr;
+        ASSERT_EQ(vault->BeginSession(L"vantrel test session", &sessionId), S_OK);
+        id = vantrel::client::TakeBstr(sessionId);
+        vantrel::client::Ptr<IBackvaultFiles> files;
+        ASSERT_EQ(vault->GetFiles(files.Put()), S_OK);
+        ASSERT_EQ(files->DeleteFile(file.c_str()), S_OK);
+        ASSERT_EQ(vault->EndSession(), S_OK);
+    }
+    ASSERT_FALSE(Exists(file));
+
+    nlohmann::json listed;
+    const nlohmann::json sessions = Json(Vantrel({L"sessions", L"list", L"--json"}));
+    for (const auto& s : sessions["sessions"])
+        if (s["id"] == Utf8(id)) listed = s;
+    ASSERT_TRUE(listed.is_object()) << "session not listed";
+    EXPECT_EQ(listed["description"], "vantrel test session");
+    EXPECT_EQ(listed["state"], "closed");
+    EXPECT_EQ(listed["files"], 1);
+    EXPECT_EQ(listed["bytes"], content.size());
+
+    const nlohmann::json shown = Json(Vantrel({L"sessions", L"show", id, L"--json"}));
+    ASSERT_EQ(shown["entries"].size(), 1u);
+    EXPECT_EQ(shown["entries"][0]["kind"], "file");
+    EXPECT_EQ(shown["entries"][0]["location"], Utf8(file));
+
+    const nlohmann::json undone = Json(Vantrel({L"sessions", L"undo", id, L"--json"}));
+    EXPECT_EQ(undone["restored"], 1);
+    EXPECT_EQ(undone["failed"], 0);
+    EXPECT_EQ(ReadBytes(file), content);
+    // Undoing again does no harm.
+    EXPECT_EQ(Vantrel({L"sessions", L"undo", id}).code, kOk);
+    EXPECT_EQ(ReadBytes(file), content);
+
+    EXPECT_EQ(Vantrel({L"sessions", L"delete", id}).code, kOk);
+    const nlohmann::json after = Json(Vantrel({L"sessions", L"list", L"--json"}));
+    for (const auto& s : after["sessions"]) EXPECT_NE(s["id"], Utf8(id));
+    EXPECT_EQ(Vantrel({L"sessions", L"undo", id}).code, kUsage);
+    ::DeleteFileW(file.c_str());
 }
 
 }  // namespace

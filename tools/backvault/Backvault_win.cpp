@@ -39,6 +39,16 @@ unique_hfile ClaimJournal(const std::wstring& folder, const std::wstring& id) {
     return file;
 }
 
+// True while some program (another process, or another service object)
+// still records into the session: its writer holds the journal without
+// sharing it for writing.
+bool HeldByAWriter(const std::wstring& folder) {
+    const std::wstring path = folder + kJournalName;
+    unique_hfile probe(::CreateFileW(path.c_str(), FILE_APPEND_DATA, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
+                                     OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
+    return !probe && ::GetLastError() == ERROR_SHARING_VIOLATION;
+}
+
 }  // namespace
 
 TBackvault::TBackvault(std::wstring defaultDataFolder) : defaultDataFolder_(std::move(defaultDataFolder)) {}
@@ -187,7 +197,7 @@ HRESULT TBackvault::GetSessionState(const wchar_t* sessionId, TBackvaultSessionS
         Out(state);
         std::lock_guard<std::mutex> guard(lock_);
         const Journal journal = ReadJournalLocked(sessionId);
-        if (IsOpenLocked(FromBstr(sessionId)))
+        if (IsOpenLocked(FromBstr(sessionId)) || (!journal.end && HeldByAWriter(SessionFolderLocked(sessionId))))
             *state = bssOpen;
         else if (!journal.restores.empty())
             *state = bssRestored;

@@ -215,18 +215,18 @@ int Scan(const CommonOptions& common, const ScanOptions& options) {
         j["interrupted"] = host.Interrupted();
         j["results_file"] = saved.empty() ? nlohmann::json() : nlohmann::json(Utf8(saved));
         PrintJson(j);
-        return host.Interrupted() ? kExitFailure : kExitOk;
-    }
-    if (categories.empty()) {
+    } else if (categories.empty()) {
         Print("No categories are available, so nothing was scanned.\n");
     } else {
         PrintResultTable(rows, false);
         Print("\n{} items found, {} places scanned{}.\n", totals.detected, totals.scanned,
               host.Interrupted() ? " (interrupted: the results are partial)" : "");
     }
-    if (!saved.empty() && totals.detected > 0)
+    if (!common.json && !saved.empty() && totals.detected > 0)
         Print("Results kept for the next commands: 'vantrel items CATEGORY' shows them, 'vantrel clean' removes them.\n");
-    return host.Interrupted() ? kExitFailure : kExitOk;
+    if (host.Interrupted())
+        throw Failure("the scan was interrupted; the results are partial", "run 'vantrel scan' again to scan everything");
+    return kExitOk;
 }
 
 int ShowItems(const CommonOptions& common, const std::vector<std::string>& words, const std::string& from) {
@@ -260,7 +260,9 @@ int ShowItems(const CommonOptions& common, const std::vector<std::string>& words
                                  {"location", location},
                                  {"location_type", LocationTypeName(type)},
                                  {"size", size}});
-                rows.push_back({std::to_string(i + 1), name, size > 0 ? HumanSize(size) : "-", location});
+                // A file item is named by its path: the location column then stays empty.
+                rows.push_back({std::to_string(i + 1), name, size > 0 ? HumanSize(size) : "-",
+                                location == name ? "" : location});
             }
         });
         if (common.json) {
@@ -356,7 +358,12 @@ int Clean(const CommonOptions& common, const CleanOptions& options) {
         throw Failure(fmt::format("{} items could not be removed", totals.failed),
                       "close the programs that use them (see the warning above), then run 'vantrel scan' and "
                       "'vantrel clean' again");
-    return host.Interrupted() ? kExitFailure : kExitOk;
+    if (host.Interrupted())
+        throw Failure("the clean was interrupted; what was not removed yet stays",
+                      session.empty() ? "run 'vantrel scan' and 'vantrel clean' again"
+                                      : "run 'vantrel scan' and 'vantrel clean' again, or 'vantrel sessions undo " +
+                                            session + "' to put back what was removed");
+    return kExitOk;
 }
 
 int ShowReport(const CommonOptions& common) {

@@ -186,10 +186,9 @@ Host::Host(const HostOptions& options) : library_([] {
            [&] { client::Check(cleaner_->Localize(strings.Get())); });
     Engine("cannot load the ignore lists", "the ignore-list file may be damaged; see 'vantrel ignore --help'",
            [&] { client::Check(cleaner_->LoadIgnoreLists()); });
-    ::SetConsoleCtrlHandler(&OnConsoleControl, TRUE);
 }
 
-Host::~Host() { ::SetConsoleCtrlHandler(&OnConsoleControl, FALSE); }
+Host::~Host() = default;
 
 const std::vector<CategoryView>& Host::Categories() {
     if (categoriesRead_) return categories_;
@@ -278,6 +277,15 @@ void Host::Run(bool clean, Progress progress) {
                client::Check(cleaner_->GetStatistics(statistics.Put()));
                client::Check(clean ? cleaner_->StartCleaning(false) : cleaner_->StartScanning(false));
            });
+    // Ctrl+C aborts the run only while it goes on; elsewhere (a confirmation
+    // prompt) it ends the program as usual.
+    struct CtrlHandler {
+        CtrlHandler() { ::SetConsoleCtrlHandler(&OnConsoleControl, TRUE); }
+        ~CtrlHandler() {
+            ::SetConsoleCtrlHandler(&OnConsoleControl, FALSE);
+            g_abortRequested = false;
+        }
+    } ctrlHandler;
     const bool bar = progress == Progress::Auto && IsConsole(Stream::Err);
     const bool lines = progress == Progress::Auto && !bar;
     const char* verb = clean ? "cleaning" : "scanning";
@@ -342,7 +350,6 @@ void Host::Run(bool clean, Progress progress) {
         if (finished) break;
         std::this_thread::sleep_for(std::chrono::milliseconds(bar ? 80 : 40));
     }
-    g_abortRequested = false;
 }
 
 Totals Host::Statistics() {

@@ -327,7 +327,19 @@ TEST_F(BackvaultTest, ACleanKilledMidSessionCanBeUndone) {
     HANDLE waits[] = {halfway.Get(), child.Get()};
     const DWORD woke = ::WaitForMultipleObjects(2, waits, FALSE, 60000);
     ASSERT_EQ(woke, WAIT_OBJECT_0) << "the child ended or never got halfway";
+    std::int32_t running = 0;
+    BSTR runningId = nullptr;
+    TBackvaultSessionState runningState = bssClosed;
+    ASSERT_EQ(service_->GetSessionCount(&running), S_OK);
+    ASSERT_EQ(running, 1);
+    ASSERT_EQ(service_->GetSessionId(0, &runningId), S_OK);
+    const std::wstring childSession = Take(runningId);
+    EXPECT_EQ(service_->GetSessionState(childSession.c_str(), &runningState), S_OK);
+    std::int32_t restoredEarly = 0, failedEarly = 0;
+    const HRESULT early = service_->RestoreSession(childSession.c_str(), &restoredEarly, &failedEarly);
     ASSERT_TRUE(::TerminateProcess(child.Get(), 9));
+    EXPECT_EQ(runningState, bssOpen);
+    EXPECT_EQ(early, E_ILLEGAL_METHOD_CALL);  // another program still records into it
     ASSERT_EQ(::WaitForSingleObject(child.Get(), 30000), WAIT_OBJECT_0);
 
     int missing = 0;
