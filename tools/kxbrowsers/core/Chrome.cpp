@@ -19,7 +19,11 @@ const SqlLayout kHistory{
     {"SELECT id, " KXB_CHROME_TIME("last_visit_time") ", title, url, visit_count FROM urls ORDER BY id"},
     // A history entry goes with its visits and what hangs on them.
     {"DELETE FROM visit_source WHERE id IN (SELECT id FROM visits WHERE url = ?1)",
+     "DELETE FROM content_annotations WHERE visit_id IN (SELECT id FROM visits WHERE url = ?1)",
+     "DELETE FROM context_annotations WHERE visit_id IN (SELECT id FROM visits WHERE url = ?1)",
+     "DELETE FROM clusters_and_visits WHERE visit_id IN (SELECT id FROM visits WHERE url = ?1)",
      "DELETE FROM visits WHERE url = ?1",
+     "DELETE FROM visited_links WHERE link_url_id = ?1",
      "DELETE FROM keyword_search_terms WHERE url_id = ?1",
      "DELETE FROM segment_usage WHERE segment_id IN (SELECT id FROM segments WHERE url_id = ?1)",
      "DELETE FROM segments WHERE url_id = ?1",

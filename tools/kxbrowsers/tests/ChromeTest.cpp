@@ -31,6 +31,11 @@ INSERT INTO visits(id,url,visit_time,from_visit,transition,segment_id) VALUES(2,
 INSERT INTO visits(id,url,visit_time,from_visit,transition,segment_id) VALUES(3,2,)" + kWhen + R"(,0,805306369,0);
 INSERT INTO visits(id,url,visit_time,from_visit,transition,segment_id) VALUES(4,3,)" + kWhen + R"(,0,805306368,0);
 INSERT INTO visit_source VALUES(1,1);
+INSERT INTO content_annotations(visit_id,annotation_flags,search_terms,has_url_keyed_image) VALUES(2,0,'',0);
+INSERT INTO context_annotations(visit_id,context_annotation_flags) VALUES(2,0);
+INSERT INTO context_annotations(visit_id,context_annotation_flags) VALUES(3,0);
+INSERT INTO clusters_and_visits(cluster_id,visit_id,url_for_deduping,normalized_url,url_for_display) VALUES(1,1,'http://example.com/a','http://example.com/a','example.com/a');
+INSERT INTO visited_links(link_url_id,top_level_url,frame_url,visit_count) VALUES(1,'http://example.com/','http://example.com/',2);
 INSERT INTO keyword_search_terms VALUES(2,2,'vantrel','vantrel');
 INSERT INTO segments VALUES(1,'http://example.com/',1);
 INSERT INTO segment_usage VALUES(1,1,13344422400000000,2);
@@ -135,6 +140,10 @@ TEST_F(ChromeTest, HistoryEntryGoesWithItsVisitsAndLaterPositionsMoveDown) {
     EXPECT_EQ(QueryInt(history, "SELECT count(*) FROM visits WHERE url IN (1, 3)"), 0);
     EXPECT_EQ(QueryInt(history, "SELECT count(*) FROM visits WHERE url = 2"), 1);
     EXPECT_EQ(QueryInt(history, "SELECT count(*) FROM visit_source"), 0);
+    EXPECT_EQ(QueryInt(history, "SELECT count(*) FROM content_annotations"), 0);
+    EXPECT_EQ(QueryInt(history, "SELECT group_concat(visit_id) FROM context_annotations"), 3);
+    EXPECT_EQ(QueryInt(history, "SELECT count(*) FROM clusters_and_visits"), 0);
+    EXPECT_EQ(QueryInt(history, "SELECT count(*) FROM visited_links"), 0);
     EXPECT_EQ(QueryInt(history, "SELECT count(*) FROM segments"), 0);
     EXPECT_EQ(QueryInt(history, "SELECT count(*) FROM segment_usage"), 0);
     EXPECT_EQ(QueryInt(history, "SELECT count(*) FROM keyword_search_terms"), 1);
