@@ -11,7 +11,6 @@
 #include "runtime/DebugLog.h"
 #include "runtime/Exception.h"
 #include "services/BVWrapper.h"
-#include "support/FakeCategory.h"
 
 namespace vt::testing {
 namespace {
@@ -37,6 +36,24 @@ public:
     Com<TCleanerOptions> options = MakeCom<TCleanerOptions>();
 };
 
+// A category that needs "browser.exe" closed, so every change of its mark
+// reaches the task list. Not the shared FakeCategory: that one hands out a
+// recording handler of its own in place of the base's.
+class TaskCategory final : public TVTCategory {
+public:
+    explicit TaskCategory(TVantrelShare& v) : TVTCategory(v, {.Id = 7, .ClassName = L"TTaskCategory"}) {
+        SetTaskName(L"browser.exe");
+    }
+    bool RemoveItem(TDetectedItem&) override { return true; }
+    void Search() override {}
+    Com<TDetectedItem> AddChecked(const std::wstring& location) {
+        Com<TDetectedItem> item = MakeCom<TDetectedItem>();
+        item->SetLocation(location);
+        FDetectedItems->AddItem(item, true);
+        return item;
+    }
+};
+
 TEST(ItemChangeHandler, AFailureInsideIsLoggedAndNeverReachesTheCaller) {
     const char* routes[] = {"the host calls the handler", "an item's check mark changes"};
     std::vector<std::wstring> lines;
@@ -47,9 +64,8 @@ TEST(ItemChangeHandler, AFailureInsideIsLoggedAndNeverReachesTheCaller) {
         SCOPED_TRACE(route);
         lines.clear();
         FailingContext v;
-        // It needs "browser.exe" closed, so every change of its mark reaches the task list.
-        Com<FakeCategory> category = TVTCategory::Create<FakeCategory>(v, FakeCategorySetup{.id = 7, .taskName = L"browser.exe"});
-        Com<TDetectedItem> item = category->AddFound(L"C:\\Users\\Ann\\AppData\\Local\\Temp\\a.tmp");
+        Com<TaskCategory> category = TVTCategory::Create<TaskCategory>(v);
+        Com<TDetectedItem> item = category->AddChecked(L"C:\\Users\\Ann\\AppData\\Local\\Temp\\a.tmp");
         Com<IEnabledChange> change = Com<ICategory>(category.Get()).Query<IEnabledChange>();
         ASSERT_TRUE(change);
         TDetectedItemChange handler{};
