@@ -232,6 +232,12 @@ std::vector<Definition> ParseDefinitions(const std::string& AText, std::vector<D
         if (lineNo == 1 && raw.rfind("\xEF\xBB\xBF", 0) == 0) raw.erase(0, 3);
         const std::wstring line = Trimmed(vt::FromUtf8(raw));
         if (line.empty() || line[0] == L'#' || line[0] == L';') continue;
+        // A record's lines are split at every line break and end at a NUL, so
+        // a stray control character would cut one short.
+        if (std::any_of(line.begin(), line.end(), [](wchar_t c) { return c < 0x20 && c != L'\t'; })) {
+            error(L"a control character inside a line");
+            continue;
+        }
         if (line[0] == L'[') {
             if (line.back() != L']' || Trimmed(line.substr(1, line.size() - 2)).empty()) {
                 error(L"a section header is \"[application name]\"");
@@ -333,23 +339,24 @@ std::vector<std::wstring> RecordLines(const Definition& ADefinition) {
 
 Definition FromRecordLines(const std::wstring& AName, const std::wstring& AGroup,
                            const std::vector<std::wstring>& ALines) {
-    vt::StringList list;
-    for (const auto& l : ALines) list.Add(l);
-    const vt::TAppDefinition sorted = vt::TAppDefinition::FromRecord({AName, AGroup}, list);
     Definition d;
     d.Name = AName;
     d.Group = AGroup;
-    d.Detect = sorted.DetectEntry;
-    // Exclusions are shown as stored: the engine reads "|" as "", the text keeps it.
-    for (const auto& l : ALines)
-        if (vt::StartsText(vt::kExcludePrefix, l))
-            d.Exclusions.push_back(l.substr(std::wstring_view(vt::kExcludePrefix).size()));
-    d.FileRules = sorted.FileRules;
-    // Stored lines are not expanded yet: a rule that begins with a placeholder
-    // becomes a drive path only when the engine reads it.
-    for (const auto& r : sorted.RegistryRules) {
-        if (!r.empty() && r[0] == L'%') d.FileRules.push_back(r);
-        else d.RegistryRules.push_back(r);
+    const std::wstring_view detect = vt::kDetectPrefix, exclude = vt::kExcludePrefix;
+    for (const std::wstring& l : ALines) {
+        // The first "detect=" line is the one the engine takes.
+        if (vt::StartsText(detect, l)) {
+            if (d.Detect.empty()) d.Detect = l.substr(detect.size());
+        } else if (vt::StartsText(exclude, l)) {
+            // Shown as stored: the engine reads "|" as "", the text keeps it.
+            d.Exclusions.push_back(l.substr(exclude.size()));
+        } else if (vt::IsFullPathRule(l) || (!l.empty() && l[0] == L'%')) {
+            // Stored lines are not expanded yet: a rule that begins with a
+            // placeholder becomes a drive path only when the engine reads it.
+            d.FileRules.push_back(l);
+        } else {
+            d.RegistryRules.push_back(l);
+        }
     }
     return d;
 }

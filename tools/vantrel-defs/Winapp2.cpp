@@ -1,5 +1,6 @@
 #include "Winapp2.h"
 
+#include <algorithm>
 #include <map>
 #include <sstream>
 
@@ -12,6 +13,10 @@ namespace vantrel_defs {
 namespace {
 
 bool HasWildcard(std::wstring_view s) { return s.find_first_of(L"*?") != std::wstring_view::npos; }
+
+bool HasControl(std::wstring_view s) {
+    return std::any_of(s.begin(), s.end(), [](wchar_t c) { return c < 0x20 && c != L'\t'; });
+}
 
 std::vector<std::wstring> Split(const std::wstring& s, wchar_t sep) {
     std::vector<std::wstring> parts;
@@ -136,6 +141,12 @@ ImportResult ImportWinapp2(const std::string& AText) {
             }
         };
         bool sawDetect = false;
+        if (e.Name.empty()) skipEntry(e.Line, L"the entry has no name");
+        // A record's lines are split at every line break and end at a NUL, so
+        // a stray control character would cut one short.
+        if (HasControl(e.Name)) skipEntry(e.Line, L"a control character inside the entry's name");
+        for (const auto& [key, valueLine] : e.Keys)
+            if (HasControl(key + valueLine.first)) skipEntry(valueLine.second, L"a control character inside a line");
         for (const auto& [key, valueLine] : e.Keys) {
             const auto& [value, line] = valueLine;
             const std::wstring kind = KeyKind(key);
@@ -157,6 +168,10 @@ ImportResult ImportWinapp2(const std::string& AText) {
                 sawDetect = true;
                 std::wstring path = MapWinapp2Path(value, reason);
                 if (!path.empty() && HasWildcard(path)) reason = L"wildcards in a detection path", path.clear();
+                // After "detect=" the engine expands only environment names.
+                if (!path.empty() && (vt::StartsText(L"%COMMONAPPDATA%", path) || vt::StartsText(L"%MYDOCUMENTS%", path) ||
+                                      vt::StartsText(L"%LOCALLOWAPPDATA%", path)))
+                    reason = L"the placeholder is not expanded in a detection", path.clear();
                 if (path.empty()) {
                     skipKey(line, L"DetectFile: " + reason);
                 } else if (d.Detect.empty()) {

@@ -56,6 +56,9 @@ bool Load(const std::string& path, std::vector<Definition>& defs) {
 int main(int argc, char** argv) {
     CLI::App app{"Writes, reads and checks Vantrel application definitions (Applications.dat)."};
     app.require_subcommand(1);
+    // Paths such as "/work/x.txt" are arguments, not Windows-style options
+    // (the Windows build is run on Unix paths under Wine at build time).
+    app.allow_windows_style_options(false);
     std::string input, output;
 
     auto* compile = app.add_subcommand("compile", "Compile a definitions text into a .dat file");
