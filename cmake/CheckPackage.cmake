@@ -1,12 +1,17 @@
 # Installs the build into a fresh PREFIX and checks that the folder holds what
-# a user needs to run vantrel: the program, its DLLs and the language file.
+# a user needs to run vantrel: the program, its DLLs, the language file and
+# the starter application definitions.
 file(REMOVE_RECURSE ${PREFIX})
 execute_process(COMMAND ${CMAKE_COMMAND} --install ${BUILD_DIR} --prefix ${PREFIX} RESULT_VARIABLE result
                 OUTPUT_QUIET)
 if(NOT result EQUAL 0)
   message(FATAL_ERROR "cmake --install failed: ${result}")
 endif()
-foreach(file vantrel.exe VantrelHelper.dll VantrelBackvault.dll VantrelWipe.dll lang/English.lng)
+set(expected vantrel.exe VantrelHelper.dll VantrelBackvault.dll VantrelWipe.dll KxBrowsers.dll lang/English.lng)
+if(EXISTS ${BUILD_DIR}/bin/Data/Applications.dat)
+  list(APPEND expected Data/Applications.dat)
+endif()
+foreach(file IN LISTS expected)
   if(NOT EXISTS ${PREFIX}/${file})
     message(FATAL_ERROR "the installed folder lacks ${file}")
   endif()
