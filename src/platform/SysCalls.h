@@ -31,6 +31,12 @@ struct SysCallTable {
     decltype(&::FindFirstFileW) FindFirstFileW = &::FindFirstFileW;
     decltype(&::FindNextFileW) FindNextFileW = &::FindNextFileW;
     decltype(&::FindClose) FindClose = &::FindClose;
+    decltype(&::OpenSCManagerW) OpenSCManagerW = &::OpenSCManagerW;
+    decltype(&::OpenServiceW) OpenServiceW = &::OpenServiceW;
+    decltype(&::QueryServiceStatus) QueryServiceStatus = &::QueryServiceStatus;
+    decltype(&::ControlService) ControlService = &::ControlService;
+    decltype(&::StartServiceW) StartServiceW = &::StartServiceW;
+    decltype(&::CloseServiceHandle) CloseServiceHandle = &::CloseServiceHandle;
 };
 
 // The process-wide table; never null, entries never null.
