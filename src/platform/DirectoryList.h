@@ -35,6 +35,12 @@ struct DirEntry {
     bool IsReparsePoint() const noexcept { return (attributes & kAttrReparsePoint) != 0; }
 };
 
+// How much a listing reports of each entry.
+enum class DirDetail {
+    Full,          // name, attributes, size and times
+    NamesAndKinds  // name and attributes only (natively no per-entry stat for plain files and folders)
+};
+
 // Reads one folder's entries one at a time, in the order the file system
 // gives them ("." and ".." included where the system lists them). Natively a
 // symbolic link is reported with kAttrReparsePoint, plus kAttrDirectory when
@@ -48,7 +54,7 @@ public:
 
     // Starts listing folder (with or without a trailing backslash; Windows
     // form). False when it cannot be listed; any earlier listing is closed.
-    bool Open(const std::wstring& folder);
+    bool Open(const std::wstring& folder, DirDetail detail = DirDetail::Full);
     // The next entry into entry; false at the end or on a read failure.
     bool Next(DirEntry& entry);
     // Ends the listing (also done by the destructor and by Open).

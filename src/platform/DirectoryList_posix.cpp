@@ -25,12 +25,13 @@ struct DirCloser {
 struct DirectoryReader::State {
     std::unique_ptr<DIR, DirCloser> dir;
     std::string folder;  // native form, ending in '/'
+    DirDetail detail = DirDetail::Full;
 };
 
 DirectoryReader::DirectoryReader() : state_(std::make_unique<State>()) {}
 DirectoryReader::~DirectoryReader() = default;
 
-bool DirectoryReader::Open(const std::wstring& folder) {
+bool DirectoryReader::Open(const std::wstring& folder, DirDetail detail) {
     Close();
     std::string native = HostBytes(HostPath(folder));
     if (native.empty()) return false;
@@ -38,6 +39,7 @@ bool DirectoryReader::Open(const std::wstring& folder) {
     state_->dir.reset(::opendir(native.c_str()));
     if (!state_->dir) return false;
     state_->folder = std::move(native);
+    state_->detail = detail;
     return true;
 }
 
@@ -45,8 +47,15 @@ bool DirectoryReader::Next(DirEntry& entry) {
     if (!state_->dir) return false;
     const dirent* d = ::readdir(state_->dir.get());
     if (d == nullptr) return false;
-    entry = DirEntry{};
     entry.name = FromHostBytes(d->d_name);
+    entry.size = 0;
+    entry.creationTime = entry.lastAccessTime = entry.lastWriteTime = 0;
+    const bool hidden = d->d_name[0] == '.' && d->d_name[1] != '\0' && !(d->d_name[1] == '.' && d->d_name[2] == '\0');
+    if (state_->detail == DirDetail::NamesAndKinds && (d->d_type == DT_DIR || d->d_type == DT_REG)) {
+        // The kind is in the directory entry itself: no stat needed.
+        entry.attributes = (d->d_type == DT_DIR ? kAttrDirectory : kAttrArchive) | (hidden ? kAttrHidden : 0);
+        return true;
+    }
     const std::string full = state_->folder + d->d_name;
     struct stat st{};
     if (::lstat(full.c_str(), &st) != 0) {
@@ -64,8 +73,7 @@ bool DirectoryReader::Next(DirEntry& entry) {
         entry.attributes = kAttrArchive;
         entry.size = static_cast<std::uint64_t>(st.st_size);
     }
-    if (d->d_name[0] == '.' && d->d_name[1] != '\0' && !(d->d_name[1] == '.' && d->d_name[2] == '\0'))
-        entry.attributes |= kAttrHidden;
+    if (hidden) entry.attributes |= kAttrHidden;
     entry.creationTime = ToFileTime(st.st_ctim);
     entry.lastAccessTime = ToFileTime(st.st_atim);
     entry.lastWriteTime = ToFileTime(st.st_mtim);

@@ -36,7 +36,7 @@ struct DirectoryReader::State {
 DirectoryReader::DirectoryReader() : state_(std::make_unique<State>()) {}
 DirectoryReader::~DirectoryReader() = default;
 
-bool DirectoryReader::Open(const std::wstring& folder) {
+bool DirectoryReader::Open(const std::wstring& folder, DirDetail) {
     Close();
     std::wstring pattern = folder;
     if (pattern.empty() || pattern.back() != L'\\') pattern += L'\\';

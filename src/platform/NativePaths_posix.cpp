@@ -78,6 +78,9 @@ std::string HostBytes(std::wstring_view text) {
 std::wstring FromHostBytes(std::string_view bytes) {
     std::wstring out;
     out.reserve(bytes.size());
+    bool ascii = true;
+    for (char b : bytes) ascii = ascii && static_cast<unsigned char>(b) < 0x80;
+    if (ascii) return out.assign(bytes.begin(), bytes.end());
     std::size_t i = 0;
     while (i < bytes.size()) {
         const auto b = static_cast<unsigned char>(bytes[i]);

@@ -94,7 +94,7 @@ public:
         if (SysCalls().RegOpenKeyExW(RegistryRootToHKEY(root), subKey.c_str(), 0, access, key.Put()) != ERROR_SUCCESS ||
             !key)
             return nullptr;
-        return std::make_unique<WindowsKey>(key);
+        return std::make_unique<WindowsKey>(std::move(key));
     }
 };
 

@@ -126,7 +126,7 @@ int TFoldersFileSearch::ScanFolder(const std::wstring& AFolder, MaskState& AMask
     }
 
     platform::DirectoryReader reader;
-    if (!reader.Open(AFolder)) return 0;
+    if (!reader.Open(AFolder, platform::DirDetail::NamesAndKinds)) return 0;
     Listing* record = fRecording ? &fListings[key] : nullptr;
     int total = 0;
     platform::DirEntry entry;
@@ -137,14 +137,15 @@ int TFoldersFileSearch::ScanFolder(const std::wstring& AFolder, MaskState& AMask
                 TDebugLog::Log(llInfo, kSender, L"Link not followed: %s", {(AFolder + entry.name).c_str()});
                 continue;
             }
-            if (record) record->push_back({entry.name, true});
             if (fEnumFolders && fList) fList->Add(AFolder + entry.name);
-            if (ALevel != FDirLevel) total += ScanFolder(AFolder + entry.name + L"\\", AMask, ALevel + 1);
+            const std::wstring subFolder = AFolder + entry.name + L"\\";
+            if (record) record->push_back({std::move(entry.name), true});
+            if (ALevel != FDirLevel) total += ScanFolder(subFolder, AMask, ALevel + 1);
         } else {
             if (fEnumFolders) continue;
             if (FileMatches(entry.name, AMask)) {
-                if (record) record->push_back({entry.name, false});
-                Report(AFolder + entry.name);
+                if (!fGetCountOnly && fOnFile) Report(AFolder + entry.name);
+                if (record) record->push_back({std::move(entry.name), false});
                 ++total;
             }
         }
@@ -161,7 +162,7 @@ int TFoldersFileSearch::ReplayFolder(const std::wstring& AFolder, MaskState& AMa
             if (fEnumFolders && fList) fList->Add(AFolder + entry.name);
             if (ALevel != FDirLevel) total += ScanFolder(AFolder + entry.name + L"\\", AMask, ALevel + 1);
         } else if (!fEnumFolders) {
-            Report(AFolder + entry.name);
+            if (!fGetCountOnly && fOnFile) Report(AFolder + entry.name);
             ++total;
         }
         if (fStop) return total;

@@ -52,7 +52,7 @@ TServiceControl::~TServiceControl() {
     }
 }
 
-IServiceManager::Service TServiceControl::OpenService(const std::wstring& AName) {
+IServiceManager::Service TServiceControl::OpenNamedService(const std::wstring& AName) {
     if (!FManager || !FManager->IsOpen()) ThrowGeneral(L"SCManager not assgined");
     return FManager->Open(AName);
 }
@@ -90,7 +90,7 @@ std::uint32_t TServiceControl::SettledState(IServiceManager::Service AService) {
 
 bool TServiceControl::StopService(const std::wstring& AName) {
     TDebugLog::Log(llInfo, kSender, L"Attempt to stop the service %s", {AName.c_str()});
-    const auto service = OpenService(AName);
+    const auto service = OpenNamedService(AName);
     if (service == 0) {
         // An unknown service holds nothing: it counts as stopped.
         TDebugLog::Log(llInfo, kSender, L"Can't control the service or service unknown");

@@ -77,7 +77,7 @@ public:
     const StringList* StoppedServices() const noexcept { return FStoppedServices.get(); }
 
 private:
-    IServiceManager::Service OpenService(const std::wstring& AName);
+    IServiceManager::Service OpenNamedService(const std::wstring& AName);
     std::uint32_t SettledState(IServiceManager::Service AService);
     std::uint32_t WaitForChange(IServiceManager::Service AService, std::uint32_t ALeaveState);
     void RestoreService(const std::wstring& AName, std::uint32_t APreviousState);
