@@ -76,7 +76,7 @@ void TVTProcessThread::Execute() {
 
             if (TDebugLog::Enabled(llInfo))
                 TDebugLog::Log(llInfo, kClassName, L"Start scanning category %s (%s)",
-                               {category.ClassName(), category.GetName()});
+                               {category.ClassName(), category.Name()});
             if (fOnNextCategory) fOnNextCategory(*this, static_cast<ICategory*>(&category));
             if (fMode == pmSearch)
                 category.SearchIfInstalled();

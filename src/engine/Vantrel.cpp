@@ -6,17 +6,20 @@
 #include <thread>
 #include <vector>
 
+#include "categories/Catalogue.h"
+#include "engine/Globals.h"
 #include "engine/Report.h"
 #include "engine/SearchThread.h"
 #include "model/StreamWrapper.h"
+#include "model/VTStringList.h"
 #include "runtime/ComBoundary.h"
 #include "runtime/ComStream.h"
 #include "runtime/DebugLog.h"
 #include "runtime/Strings.h"
-#include "runtime/VTStringList.h"
 #include "services/BVWrapper.h"
 #include "services/DLLStrings.h"
 #include "services/IgnoreListAdapter.h"
+#include "services/IgnoreLists.h"
 
 namespace vt {
 
@@ -38,7 +41,8 @@ TVantrel::TVantrel() : TVantrel(DefaultCatalogue()) {}
 TVantrel::TVantrel(const TCategoryCatalogue& ACatalogue) : fBVWrapper(std::make_unique<TBVWrapper>()) {
     // The categories ask for the removal wrapper while they are built (task
     // counts), so it exists first.
-    fCategories = MakeCom<TVTCategories>(*this, ACatalogue);
+    fCategories =
+        MakeCom<TVTCategories>(*this, ACatalogue, TIgnoreListsManager::UserFilePath(DataFolder()));
     fVTReport = MakeCom<TVTReport>(*fCategories);
     FCleanerOptions = MakeCom<TCleanerOptions>();
     fTaskListView = MakeCom<TVTStringList>(fBVWrapper->WarningProcesses());
@@ -400,7 +404,7 @@ HRESULT TVantrel::SaveScanResults(IStream* stream) {
         for (std::int32_t i = 0; i < fCategories->Count(); ++i) {
             TVTCategory& category = fCategories->GetItemObj(i);
             if (category.DetectedItems().Count() == 0) continue;
-            W.Write(static_cast<std::int32_t>(category.GetCategoryType()));
+            W.Write(static_cast<std::int32_t>(category.CategoryType()));
             category.SaveToStream(W);
         }
         adapter.Flush();

@@ -22,8 +22,8 @@
 #include <mutex>
 #include <string>
 
-#include "engine/CleanerOptions.h"
-#include "engine/VantrelShare.h"
+#include "model/CleanerOptions.h"
+#include "model/VantrelShare.h"
 #include "model/VTSections.h"
 #include "runtime/ComObject.h"
 #include "vantrel/VantrelHelper.h"

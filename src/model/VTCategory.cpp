@@ -4,13 +4,13 @@
 #include <chrono>
 #include <thread>
 
-#include "engine/VantrelShare.h"
 #include "model/StreamWrapper.h"
+#include "model/VTStringList.h"
+#include "model/VantrelShare.h"
 #include "runtime/ComBoundary.h"
 #include "runtime/DebugLog.h"
 #include "runtime/FileSystem.h"
 #include "runtime/Strings.h"
-#include "runtime/VTStringList.h"
 #include "services/BVWrapper.h"
 #include "services/IgnoreListAdapter.h"
 
@@ -22,12 +22,6 @@ namespace {
 // with the category as its context, like a method pointer.
 void VANTREL_STDCALL ItemChangedThunk(void* data, IDetectedItem*) {
     static_cast<TVTCategory*>(data)->OnItemCheckMarkChanged();
-}
-
-// A 32-bit millisecond tick that wraps like the system's tick count.
-std::uint32_t TickCount32() {
-    using namespace std::chrono;
-    return static_cast<std::uint32_t>(duration_cast<milliseconds>(steady_clock::now().time_since_epoch()).count());
 }
 
 // The ignore-list matching rule: does Entry cover Key?
@@ -51,9 +45,23 @@ bool EntryMatches(const std::wstring& Key, const std::wstring& Entry, bool KeyIs
 
 }  // namespace
 
-TVTCategory::TVTCategory(TVantrelShare& AVantrel)
-    : FDetectedItems(MakeCom<TDetectedItems>(static_cast<ICategory*>(this))), FVantrel(AVantrel) {
+TVTCategory::TVTCategory(TVantrelShare& AVantrel, const TCategoryDescriptor& ADescriptor)
+    : fName(ADescriptor.Name),
+      fNameLz(ADescriptor.NameLz),
+      FIsOneDetectedItemCategory(ADescriptor.OneDetectedItem),
+      FDenyDuplicateLocations(ADescriptor.DenyDuplicateLocations),
+      FCanNOTBackUp(ADescriptor.CanNotBackUp),
+      FSeverityLevel(ADescriptor.Severity),
+      FId(ADescriptor.Id),
+      FFireOnItem(ADescriptor.FireOnItem),
+      FDetectedItems(MakeCom<TDetectedItems>(static_cast<ICategory*>(this))),
+      FVantrel(AVantrel),
+      FDescription(ADescriptor.DescriptionLz),
+      FDisabledByDefault(ADescriptor.DisabledByDefault),
+      FClassName(ADescriptor.ClassName ? ADescriptor.ClassName : L"TVTCategory") {
     FOnDetectedItemChange = {&ItemChangedThunk, this};
+    if (ADescriptor.ItemShortDescriptionLz != S_EMPTY)
+        FDetectedItems->SetShortDescription(ADescriptor.ItemShortDescriptionLz, S_EMPTY);
 }
 
 TVTCategory::~TVTCategory() {
@@ -65,7 +73,7 @@ TVTCategory::~TVTCategory() {
 void TVTCategory::AfterConstruction() {
     // A concrete constructor may already have set the task name while the
     // mark was still off; the first mark must count it like any later one.
-    SetMarkKeepingTaskCount(!IsDisabledByDefault());
+    SetMarkKeepingTaskCount(!DisabledByDefault());
 }
 
 void TVTCategory::SetMarkKeepingTaskCount(bool Value) {
@@ -74,13 +82,13 @@ void TVTCategory::SetMarkKeepingTaskCount(bool Value) {
     UpdateTaskCount(Value);
 }
 
-TCategoryType TVTCategory::GetCategoryType() { return static_cast<TCategoryType>(static_cast<std::uint8_t>(FId)); }
+TCategoryType TVTCategory::CategoryType() { return static_cast<TCategoryType>(static_cast<std::uint8_t>(FId)); }
 
-std::int32_t TVTCategory::GetId() { return FId; }
+std::int32_t TVTCategory::Id() { return FId; }
 
-std::wstring TVTCategory::GetDescription() { return LocalizedString(FDescription); }
+std::wstring TVTCategory::Description() { return LocalizedString(FDescription); }
 
-bool TVTCategory::IsDisabledByDefault() { return false; }
+bool TVTCategory::DisabledByDefault() { return FDisabledByDefault; }
 
 bool TVTCategory::BeforeRemove() { return true; }
 
@@ -90,7 +98,7 @@ bool TVTCategory::CheckIfInstalled() { return true; }
 
 std::int32_t TVTCategory::GetPendingCount() { return 0; }
 
-std::wstring TVTCategory::GetName() { return fNameLz != S_EMPTY ? LocalizedString(fNameLz) : fName; }
+std::wstring TVTCategory::Name() { return fNameLz != S_EMPTY ? LocalizedString(fNameLz) : fName; }
 
 bool TVTCategory::IsIgnored(const std::wstring& Location, const std::wstring& Mask) {
     if (FIsOneDetectedItemCategory && Location.empty()) return false;
@@ -114,7 +122,7 @@ bool TVTCategory::IsInstalled() {
         FIsInstalled = CheckIfInstalled() ? 1 : 0;
         if (TDebugLog::Enabled(llInfo))
             TDebugLog::Log(llInfo, ClassName(), L"Category.%s(%s).IsInstalled = %s",
-                           {ClassName(), GetName(), BoolToStr(FIsInstalled != 0)});
+                           {ClassName(), Name(), BoolToStr(FIsInstalled != 0)});
     }
     const bool installed = FIsInstalled != 0;
     if (!installed) SetEnabledValue(false);
@@ -214,11 +222,44 @@ void TVTCategory::ReportProgress(std::int32_t Total, bool Force, bool UseCount) 
     fScanCounter = 0;
 
     // Long searches yield now and then so the host's interface keeps up.
-    const std::uint32_t now = TickCount32();
+    const std::uint32_t now = YieldTickCount();
     if (static_cast<std::uint32_t>(now - FDelayTick) > 150) {
         FDelayTick = now;
-        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+        YieldPause();
     }
+}
+
+std::uint32_t TVTCategory::YieldTickCount() {
+    // Wraps like the system's 32-bit tick count.
+    using namespace std::chrono;
+    return static_cast<std::uint32_t>(duration_cast<milliseconds>(steady_clock::now().time_since_epoch()).count());
+}
+
+void TVTCategory::YieldPause() { std::this_thread::sleep_for(std::chrono::milliseconds(5)); }
+
+Com<TDetectedItem> TVTCategory::HandleFoundItem(const TFoundItem& AFound, std::int32_t ATotal, bool& AStop) {
+    Com<TDetectedItem> added = AddFoundItem(AFound);
+    EndFoundStep(ATotal, AStop);
+    return added;
+}
+
+Com<TDetectedItem> TVTCategory::AddFoundItem(const TFoundItem& AFound) {
+    if (IsIgnored(AFound.Location, AFound.Mask)) return {};
+    Com<TDetectedItem> item = MakeCom<TDetectedItem>(AFound.Grouped);
+    if (AFound.NameLz != S_EMPTY) item->SetItemName(AFound.NameLz, AFound.NameFmtValue);
+    else item->SetItemName(AFound.Name);
+    item->SetLocation(AFound.Location);
+    item->FItemIconType = AFound.Icon;
+    item->FItemFileSize = AFound.Size;
+    item->FItemSourceIndex = AFound.SourceIndex;
+    item->FItemText = AFound.Text;
+    if (!FDetectedItems->AddItem(item, true)) return {};
+    return item;
+}
+
+void TVTCategory::EndFoundStep(std::int32_t ATotal, bool& AStop) {
+    AStop = FVantrel.IsAborted();
+    ReportProgress(ATotal);
 }
 
 void TVTCategory::OnItemCheckMarkChanged() {
@@ -278,23 +319,23 @@ bool TVTCategory::CanOpenForDelete(const std::wstring& FileName) {
 // --- ICategory ---
 
 HRESULT TVTCategory::GetCategoryType(TCategoryType* type) {
-    return Guarded([&] { *Out(type) = GetCategoryType(); });
+    return Guarded([&] { *Out(type) = CategoryType(); });
 }
 
 HRESULT TVTCategory::GetId(std::int32_t* id) {
-    return Guarded([&] { *Out(id) = GetId(); });
+    return Guarded([&] { *Out(id) = Id(); });
 }
 
 HRESULT TVTCategory::GetName(BSTR* name) {
-    return Guarded([&] { AssignBstr(name, GetName()); });
+    return Guarded([&] { AssignBstr(name, Name()); });
 }
 
 HRESULT TVTCategory::GetDescription(BSTR* description) {
-    return Guarded([&] { AssignBstr(description, GetDescription()); });
+    return Guarded([&] { AssignBstr(description, Description()); });
 }
 
 HRESULT TVTCategory::IsDisabledByDefault(bool* disabled) {
-    return Guarded([&] { *Out(disabled) = IsDisabledByDefault(); });
+    return Guarded([&] { *Out(disabled) = DisabledByDefault(); });
 }
 
 HRESULT TVTCategory::GetSeverityLevel(TCategorySeverityLevel* level) {

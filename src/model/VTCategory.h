@@ -2,11 +2,24 @@
 // items, implements ICategory and IEnabledChange, decides whether a location
 // is ignored, drives removal item by item with the engine's progress and abort
 // hooks, reports search progress in batches, keeps the task-name bookkeeping
-// and persists its state in the scan-results stream. Concrete categories
-// override a few of the virtual operations below (kept in this order).
+// and persists its state in the scan-results stream.
+//
+// A category states what it is once, in a TCategoryDescriptor handed to this
+// constructor, and overrides the few virtual operations its behaviour needs
+// (Search and RemoveItem at least). Its search hands each trace it finds to
+// HandleFoundItem, which does the ignore test, the item, the abort question
+// and the progress report every search repeats. docs/categories.md shows a
+// whole category.
+//
+// The virtual operations keep the design's slot order. Five of them carry a
+// name here that differs from the design's (CategoryType, Id, Description,
+// DisabledByDefault, Name for GetCategoryType, GetId, GetDescription,
+// IsDisabledByDefault, GetName): ICategory has operations of those names,
+// and an override of one name would hide the other. The build treats such
+// hiding as an error (-Werror=overloaded-virtual).
 //
 // Construction is two-phase: C++ does not dispatch virtual calls from a base
-// constructor, so the first check mark (not IsDisabledByDefault) is set by
+// constructor, so the first check mark (not DisabledByDefault) is set by
 // AfterConstruction, which TVTCategory::Create calls once the object is whole.
 #pragma once
 
@@ -28,6 +41,54 @@ class TStreamWrapper;
 class TIgnoreListAdapter;
 class TVTStringList;
 
+// What a category is, in one place: handed to TVTCategory's constructor.
+// Written with designated initializers, in this order:
+//     {.Id = ID_DUMP_FILES, .NameLz = S_DUMP_FILES_NAME, .DescriptionLz = ...,
+//      .Severity = cslMedium, .FireOnItem = 10, .ClassName = L"TDumpFilesCategory"}
+struct TCategoryDescriptor {
+    // The category's identifier (a TCategoryType ordinal, ID_...).
+    std::int32_t Id = 0;
+    // Localized display name; S_EMPTY means that Name is shown.
+    TLocalizerStr NameLz = S_EMPTY;
+    std::wstring Name{};
+    TLocalizerStr DescriptionLz = S_EMPTY;
+    // The short description every detected item of the category shows.
+    TLocalizerStr ItemShortDescriptionLz = S_EMPTY;
+    TCategorySeverityLevel Severity = cslLow;
+    // Progress is reported after this many newly detected items (0: every unit).
+    std::int32_t FireOnItem = 0;
+    // The category shows its whole content as one item.
+    bool OneDetectedItem = false;
+    // Removal of its items cannot be backed up.
+    bool CanNotBackUp = false;
+    // Two items with the same location are refused during search.
+    bool DenyDuplicateLocations = false;
+    // Unchecked on a fresh engine (what DisabledByDefault answers unless overridden).
+    bool DisabledByDefault = false;
+    // The class name log lines carry ("Category.%s(%s).IsInstalled = %s").
+    const wchar_t* ClassName = L"TVTCategory";
+};
+
+// One trace a search found, as HandleFoundItem and AddFoundItem take it.
+struct TFoundItem {
+    // Literal item name; with NameLz set, the localized name is shown instead.
+    std::wstring Name{};
+    std::wstring Location{};
+    // The mask the ignore test is asked with (a registry value name, or empty).
+    std::wstring Mask{};
+    TLocalizerStr NameLz = S_EMPTY;
+    // NameLz's Integer format value (-2: none).
+    std::int32_t NameFmtValue = -2;
+    TIconType Icon = itFileDefault;
+    // The file size the host shows (FItemFileSize).
+    std::int64_t Size = 0;
+    // A groupable item: items of the same display name fold into one.
+    bool Grouped = false;
+    // Category data travelling with the item (FItemSourceIndex, FItemText).
+    std::int32_t SourceIndex = -1;
+    std::wstring Text{};
+};
+
 class TVTCategory : public ComObject<ICategory, IEnabledChange> {
 public:
     // Builds a category and finishes its construction (first check mark).
@@ -39,10 +100,14 @@ public:
     }
 
     // --- virtual operations, in slot order ---
-    virtual TCategoryType GetCategoryType();
-    virtual std::int32_t GetId();
-    virtual std::wstring GetDescription();
-    virtual bool IsDisabledByDefault();
+    // GetCategoryType: the identifier as one byte.
+    virtual TCategoryType CategoryType();
+    // GetId: the identifier.
+    virtual std::int32_t Id();
+    // GetDescription: the localized description.
+    virtual std::wstring Description();
+    // IsDisabledByDefault: the descriptor's answer.
+    virtual bool DisabledByDefault();
     // Removes one trace; true on success.
     virtual bool RemoveItem(TDetectedItem& Item) = 0;
     // Called once before removal; false means that nothing is removed.
@@ -60,7 +125,8 @@ public:
     virtual void Reset();
     virtual void SaveToStream(TStreamWrapper& W);
     virtual void LoadFromStream(TStreamWrapper& W);
-    virtual std::wstring GetName();
+    // GetName: the localized name, or the literal one when it has no id.
+    virtual std::wstring Name();
 
     // --- the base flow ---
     // Asks CheckIfInstalled once (cached for the object's life); unchecks the category when absent.
@@ -85,7 +151,7 @@ public:
     // True when the file can be opened for deletion; logs "Locked file: %0:s" otherwise.
     bool CanOpenForDelete(const std::wstring& FileName);
     // Class name used in log lines ("Category.%s(%s).IsInstalled = %s").
-    virtual std::wstring ClassName() const { return L"TVTCategory"; }
+    std::wstring ClassName() const { return FClassName; }
 
     TDetectedItems& DetectedItems() noexcept { return *FDetectedItems; }
     bool IsScanned() const noexcept { return FIsScanned; }
@@ -110,7 +176,7 @@ public:
     HRESULT STDMETHODCALLTYPE GetOnDetectedItemChange(TDetectedItemChange* handler) override;
 
 protected:
-    explicit TVTCategory(TVantrelShare& AVantrel);
+    TVTCategory(TVantrelShare& AVantrel, const TCategoryDescriptor& ADescriptor);
     ~TVTCategory() override;
     // Sets the first check mark from IsDisabledByDefault, counting a task name
     // the concrete constructor already set.
@@ -119,6 +185,24 @@ protected:
     void UpdateTaskCount(bool AEnabled);
     // Sets the category's own mark (items untouched), moving the task count when it changes.
     void SetMarkKeepingTaskCount(bool Value);
+
+    // --- the found-item loop every search repeats ---
+    // One step for one found trace: AddFoundItem, then EndFoundStep. The
+    // added item; null when the location is ignored or the item refused.
+    Com<TDetectedItem> HandleFoundItem(const TFoundItem& AFound, std::int32_t ATotal, bool& AStop);
+    // Unless IsIgnored(Location, Mask): creates the item (name, location,
+    // icon, size, category data) and adds it checked. The new item (folded
+    // into the listed group head of its display name, if any); null when
+    // ignored or refused as a duplicate location.
+    Com<TDetectedItem> AddFoundItem(const TFoundItem& AFound);
+    // Ends one unit of a search: AStop := the engine's abort state, then
+    // ReportProgress against ATotal.
+    void EndFoundStep(std::int32_t ATotal, bool& AStop);
+
+    // The 32-bit millisecond tick and the pause of ReportProgress's yield:
+    // the system's; tests replace them to count yields without a clock.
+    virtual std::uint32_t YieldTickCount();
+    virtual void YieldPause();
 
     std::wstring fName;
     TLocalizerStr fNameLz = S_EMPTY;
@@ -145,6 +229,8 @@ protected:
     std::wstring FProgramPath;
     std::atomic<bool> FIsScanned{false};
     std::atomic<bool> FIsCleaned{false};
+    bool FDisabledByDefault = false;
+    const wchar_t* FClassName = L"TVTCategory";
 
 private:
     Com<TVTStringList> FWarningProcessesView;

@@ -1,6 +1,6 @@
 #include "model/VTSections.h"
 
-#include "engine/VantrelShare.h"
+#include "model/VantrelShare.h"
 #include "runtime/ComBoundary.h"
 #include "runtime/Exception.h"
 #include "services/IgnoreListAdapter.h"
@@ -24,17 +24,10 @@ private:
 
 }  // namespace
 
-const TCategoryCatalogue& DefaultCatalogue() {
-    // Rows in creation order: the Windows and Explorer categories, then the
-    // browsers, then one category per application definition. Each category
-    // adds its row here (CategoryRow<T>(...)) when it is built.
-    static const TCategoryCatalogue catalogue = {};
-    return catalogue;
-}
-
-TVTCategories::TVTCategories(TVantrelShare& AVantrel, const TCategoryCatalogue& ACatalogue)
+TVTCategories::TVTCategories(TVantrelShare& AVantrel, const TCategoryCatalogue& ACatalogue,
+                             std::wstring AIgnoreListsPath)
     : FVantrel(AVantrel),
-      FIgnoreListsManager(std::make_unique<TIgnoreListsManager>()),
+      FIgnoreListsManager(std::make_unique<TIgnoreListsManager>(std::move(AIgnoreListsPath))),
       FIgnoreList(std::make_unique<StringList>()),
       FIgnoreListAdapter(MakeCom<TIgnoreListAdapter>(FIgnoreList.get())) {
     const TCategorySink add = [this](Com<TVTCategory> ACategory) {
@@ -65,10 +58,10 @@ TVTCategory& TVTCategories::GetItemObj(std::int32_t AIndex) const {
 }
 
 TVTCategory* TVTCategories::GetItemObjByID(std::int32_t AID) const {
-    if (AID >= 0 && AID < Count() && static_cast<std::int32_t>(FItems[AID]->GetCategoryType()) == AID)
+    if (AID >= 0 && AID < Count() && static_cast<std::int32_t>(FItems[AID]->CategoryType()) == AID)
         return FItems[AID].Get();
     for (const auto& category : FItems)
-        if (static_cast<std::int32_t>(category->GetCategoryType()) == AID) return category.Get();
+        if (static_cast<std::int32_t>(category->CategoryType()) == AID) return category.Get();
     return nullptr;
 }
 

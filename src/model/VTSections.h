@@ -14,6 +14,7 @@
 #include <concepts>
 #include <functional>
 #include <memory>
+#include <string>
 #include <type_traits>
 #include <utility>
 #include <vector>
@@ -70,15 +71,12 @@ TCategoryRow CategoryRow(Args... AArgs) {
     });
 }
 
-// The product's catalogue, in creation order (each category adds its row as
-// it is built; application categories follow from the definitions file).
-const TCategoryCatalogue& DefaultCatalogue();
-
 class TVTCategories final : public ComObject<ICategories> {
 public:
-    // Creates every category of the catalogue that is installed, in order.
+    // Creates every category of the catalogue that is installed, in order,
+    // with the user's ignore lists kept in the file AIgnoreListsPath.
     // An exception from a category's constructor or CheckIfInstalled propagates.
-    explicit TVTCategories(TVantrelShare& AVantrel, const TCategoryCatalogue& ACatalogue = DefaultCatalogue());
+    TVTCategories(TVantrelShare& AVantrel, const TCategoryCatalogue& ACatalogue, std::wstring AIgnoreListsPath);
     ~TVTCategories() override;
 
     std::int32_t Count() const noexcept { return static_cast<std::int32_t>(FItems.size()); }

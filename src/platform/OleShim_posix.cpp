@@ -1,12 +1,11 @@
 // The OLE string and error-info functions for the native (non-Windows) build
 // of the portable core: BSTRs carry their length before the text, as on
-// Windows, and error info is kept per thread.
+// Windows, and error info is kept per thread. The error-info object itself is
+// made by the runtime (runtime/ErrorInfo_posix.cpp), as OLE makes it on Windows.
 #include <cstdlib>
 #include <cstring>
-#include <string>
+#include <cwchar>
 
-#include "runtime/ComBoundary.h"
-#include "runtime/ComObject.h"
 #include "vantrel/ComTypes.h"
 
 namespace {
@@ -15,35 +14,26 @@ struct BstrHeader {
     std::uint64_t length;  // in characters
 };
 
-class PortableErrorInfo final : public vt::ComObject<IErrorInfo> {
+// The calling thread's error info, holding one reference.
+class ThreadErrorInfo {
 public:
-    explicit PortableErrorInfo(std::wstring description) : description_(std::move(description)) {}
-    HRESULT GetGUID(GUID* guid) override {
-        *guid = GUID{};
-        return S_OK;
+    ~ThreadErrorInfo() { Set(nullptr); }
+    void Set(IErrorInfo* info) {
+        if (info) info->AddRef();
+        if (info_) info_->Release();
+        info_ = info;
     }
-    HRESULT GetSource(BSTR* source) override {
-        *source = SysAllocString(L"VantrelHelper");
-        return S_OK;
-    }
-    HRESULT GetDescription(BSTR* description) override {
-        *description = SysAllocStringLen(description_.data(), static_cast<unsigned>(description_.size()));
-        return S_OK;
-    }
-    HRESULT GetHelpFile(BSTR* helpFile) override {
-        *helpFile = nullptr;
-        return S_OK;
-    }
-    HRESULT GetHelpContext(DWORD* helpContext) override {
-        *helpContext = 0;
-        return S_OK;
+    IErrorInfo* Take() {
+        IErrorInfo* info = info_;
+        info_ = nullptr;
+        return info;
     }
 
 private:
-    std::wstring description_;
+    IErrorInfo* info_ = nullptr;
 };
 
-thread_local vt::Com<IErrorInfo> tCurrentError;
+thread_local ThreadErrorInfo tCurrentError;
 
 }  // namespace
 
@@ -75,24 +65,11 @@ unsigned int SysStringLen(BSTR text) {
 }
 
 HRESULT SetErrorInfo(ULONG, IErrorInfo* info) {
-    tCurrentError = info;
+    tCurrentError.Set(info);
     return S_OK;
 }
 
 HRESULT GetErrorInfo(ULONG, IErrorInfo** info) {
-    *info = tCurrentError.Detach();
+    *info = tCurrentError.Take();
     return *info ? S_OK : S_FALSE;
 }
-
-namespace vt {
-
-void PublishErrorInfo(HRESULT code, const std::wstring& message) {
-    if (SUCCEEDED(code)) {
-        SetErrorInfo(0, nullptr);
-        return;
-    }
-    auto info = MakeCom<PortableErrorInfo>(message);
-    SetErrorInfo(0, info.Get());
-}
-
-}  // namespace vt

@@ -4,11 +4,13 @@
 #include "platform/Handles.h"
 #include "runtime/DllRoutines.h"
 #include "runtime/Strings.h"
-#include "vantrel/VantrelHelper.h"
 
 namespace vt::DllRoutines {
 
 namespace {
+
+// The export every sibling library serves its interfaces through.
+using GetInstanceEntry = HRESULT(VANTREL_STDCALL*)(const GUID& riid, void** obj);
 
 std::mutex gLoadedLock;
 std::vector<platform::unique_hmodule>& Loaded() {
@@ -47,7 +49,7 @@ HRESULT LoadAndGetInstance(const std::wstring& libraryName, REFIID riid, void** 
     // Altered search path: the sibling's own dependencies resolve from its folder.
     platform::unique_hmodule module(::LoadLibraryExW(fullPath.c_str(), nullptr, LOAD_WITH_ALTERED_SEARCH_PATH));
     if (!module) return HRESULT_FROM_WIN32(::GetLastError());
-    auto entry = reinterpret_cast<VantrelGetInstanceFn>(
+    auto entry = reinterpret_cast<GetInstanceEntry>(
         reinterpret_cast<void*>(::GetProcAddress(module.Get(), "GetInstance")));
     if (entry == nullptr) return HRESULT_FROM_WIN32(::GetLastError());
     const HRESULT hr = entry(riid, obj);

@@ -1,15 +1,14 @@
 #include "services/IgnoreLists.h"
 
-#include "engine/Globals.h"
 #include "runtime/Exception.h"
 
 namespace vt {
 
-TIgnoreListsManager::TIgnoreListsManager() : TIgnoreListsManager(DefaultPath()) {}
-
 TIgnoreListsManager::TIgnoreListsManager(std::wstring APath) : TCryptedFile(std::move(APath), false) {}
 
-std::wstring TIgnoreListsManager::DefaultPath() { return DataFolder() + L"IgnoredLists\\VTL_User.igl"; }
+std::wstring TIgnoreListsManager::UserFilePath(const std::wstring& ADataFolder) {
+    return ADataFolder + L"IgnoredLists\\VTL_User.igl";
+}
 
 bool TIgnoreListsManager::IgnoreListExists(int AId) {
     CryptedFileUpdate update(*this, true);

@@ -21,13 +21,12 @@ constexpr int kUserIgnoreListId = -1;
 
 class TIgnoreListsManager : public TCryptedFile {
 public:
-    // The file at DataFolder() + "IgnoredLists\VTL_User.igl".
-    TIgnoreListsManager();
-    // The file at APath (tests, tools).
+    // The file at APath; the engine's is UserFilePath of the product's data folder.
     explicit TIgnoreListsManager(std::wstring APath);
 
-    // The user's file path under the data folder.
-    static std::wstring DefaultPath();
+    // The user's file under ADataFolder (which ends in a backslash):
+    // ADataFolder + "IgnoredLists\VTL_User.igl".
+    static std::wstring UserFilePath(const std::wstring& ADataFolder);
 
     // True when a record with Id AId exists. Corrupt-file and file errors propagate.
     bool IgnoreListExists(int AId);

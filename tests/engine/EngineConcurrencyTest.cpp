@@ -59,12 +59,12 @@ TEST(EngineConcurrency, DestroyingTheEngineWhileItsWorkerRunsIsSafe) {
     for (Held held : {Held::Busy, Held::AtGate, Held::Paused, Held::Smooth, Held::Cleaning}) {
         SCOPED_TRACE(static_cast<int>(held));
         Com<TVantrel> engine = MakeEngine({{0, 2000}, {1, 2000}});
-        TestCategory& first = Cat(*engine, 0);
+        FakeCategory& first = Cat(*engine, 0);
         const bool cleaning = held == Held::Cleaning;
         ASSERT_TRUE(!cleaning || ScanToEnd(*engine));
         first.gateInRemove = cleaning;
         first.gateClosed = held != Held::Busy;
-        if (held == Held::Smooth) first.atGate = [](TestCategory& c) { c.Engine().SetProgress(100); };
+        if (held == Held::Smooth) first.atGate = [](FakeCategory& c) { c.Engine().SetProgress(100); };
         const int before = first.gateArrivals.load();
         ASSERT_EQ(cleaning ? engine->StartCleaning(false) : engine->StartScanning(held == Held::Smooth), S_OK);
         ASSERT_TRUE(held == Held::Busy || WaitUntil([&] { return first.gateArrivals.load() > before; }));

@@ -30,7 +30,7 @@ TEST(Report, DurationsAreWholeSecondsAndCrossMidnight) {
 TEST(Report, CountsAfreshAfterACleanKeepsTheCountAndForgetsItWithTheEngine) {
     Com<TVantrel> engine = MakeEngine({{0, 4}, {1, 2}});
     TDetectedItems& items = Cat(*engine, 0).DetectedItems();
-    Cat(*engine, 0).failLocation = TestCategory::LocationOf(0, 3);
+    Cat(*engine, 0).failLocation = FakeCategory::LocationOf(0, 3);
     ASSERT_TRUE(ScanToEnd(*engine));
     Com<IVantrelReport> report;
     ASSERT_EQ(engine->QueryInterface(IidOf<IVantrelReport>(), reinterpret_cast<void**>(report.Put())), S_OK);

@@ -34,7 +34,7 @@ TEST(ScanResults, SaveThenLoadRoundTripsTotalsItemsAndMarks) {
         TDetectedItems& items = Cat(*loaded, c).DetectedItems();
         ASSERT_EQ(items.Count(), 3 - c) << c;
         for (std::int32_t i = 0; i < items.Count(); ++i)
-            EXPECT_EQ(items.Get(i)->Location(), TestCategory::LocationOf(c, i));
+            EXPECT_EQ(items.Get(i)->Location(), FakeCategory::LocationOf(c, i));
         EXPECT_TRUE(Cat(*loaded, c).Enabled());
     }
     ASSERT_EQ(loaded->StartCleaning(false), S_OK);  // loaded results can be cleaned

@@ -15,7 +15,7 @@ using namespace std::chrono;
 // or paused state the worker is held at the gate.
 void Drive(TVantrel& engine, TCleanerState state) {
     if (state == csReady) return;
-    TestCategory& cat = Cat(engine, 0);
+    FakeCategory& cat = Cat(engine, 0);
     const bool clean = state >= csCleaning;
     const bool held = state != csScanned && state != csCleaned;
     ASSERT_TRUE(!clean || ScanToEnd(engine));
@@ -83,7 +83,7 @@ TEST(Vantrel, StateTableAndGuardMessagesReachTheCaller) {
 TEST(Vantrel, RunsVisitCheckedCategoriesAndResetClearsTheStatistics) {
     Com<TVantrel> engine = MakeEngine({{0, 3}, {1, 2}, {2, 0}, {3, 2}});
     Cat(*engine, 1).SetEnabledValue(false);
-    Cat(*engine, 3).failLocation = TestCategory::LocationOf(3, 0);
+    Cat(*engine, 3).failLocation = FakeCategory::LocationOf(3, 0);
     ASSERT_TRUE(ScanToEnd(*engine));
     EXPECT_FALSE(Cat(*engine, 1).IsScanned());
     EXPECT_EQ(Read(*engine, &TVantrel::GetTotalDetectedItems), 5);
@@ -109,7 +109,7 @@ TEST(Vantrel, RunsVisitCheckedCategoriesAndResetClearsTheStatistics) {
     EXPECT_EQ(Cat(*engine, 0).DetectedItems().Count(), 0);
 
     // A second scan starts afresh; an exception in a category ends it there.
-    Cat(*engine, 2).atGate = [](TestCategory&) { ThrowGeneral(L"Search failed on purpose"); };
+    Cat(*engine, 2).atGate = [](FakeCategory&) { ThrowGeneral(L"Search failed on purpose"); };
     ASSERT_TRUE(ScanToEnd(*engine));
     EXPECT_EQ(Read(*engine, &TVantrel::GetTotalDetectedItems), 3);
     EXPECT_FALSE(Cat(*engine, 3).IsScanned());
@@ -126,7 +126,7 @@ TEST(Vantrel, ScanProgressMixesCategoriesDoneWithItemsScannedAndCapsAt100) {
         {0, 0, 0, ((100.0 / 3) + 75.0) / 2},          // lower than before: taken as is
     };
     int checked = 0;
-    Cat(*engine, 1).atGate = [&](TestCategory& c) {
+    Cat(*engine, 1).atGate = [&](FakeCategory& c) {
         for (const Report& r : reports) {
             SCOPED_TRACE(++checked);
             c.Engine().SetCurrentItem(nullptr, 0, r.scannedAdded);
@@ -151,15 +151,15 @@ TEST(Vantrel, CleanProgressIsItemsProcessedOverCheckedItems) {
     // where nothing is to be removed and progress must not divide by zero.
     for (const bool checked : {true, false}) {
         Com<TVantrel> engine = MakeEngine({{0, checked ? 4 : 0}});
-        TestCategory& cat = Cat(*engine, 0);
+        FakeCategory& cat = Cat(*engine, 0);
         ASSERT_TRUE(ScanToEnd(*engine));
         for (int i = 0; !checked && i < 2; ++i) {
             Com<TDetectedItem> item = MakeCom<TDetectedItem>();
-            item->SetLocation(TestCategory::LocationOf(0, i));
+            item->SetLocation(FakeCategory::LocationOf(0, i));
             cat.DetectedItems().AddItem(item, false);
         }
         std::vector<double> seen;
-        cat.onRemove = [&](TestCategory& c) {
+        cat.onRemove = [&](FakeCategory& c) {
             TDetectedItems& items = c.DetectedItems();
             c.Engine().OnItemRemoved(items.Get(0).Get());  // not removed yet: not counted
             seen.push_back(ProgressOf(*engine));
@@ -182,10 +182,10 @@ TEST(Vantrel, CleanProgressIsItemsProcessedOverCheckedItems) {
 
 TEST(Vantrel, SmoothProgressClimbsInStepsOfOneWithTheLockReleased) {
     Com<TVantrel> engine = MakeEngine({{0, 0}});
-    TestCategory& cat = Cat(*engine, 0);
+    FakeCategory& cat = Cat(*engine, 0);
     std::atomic<long long> climbMs{-1};
     cat.gateClosed = true;  // holds the run after the climb, so 100 is not seen yet
-    cat.atGate = [&](TestCategory& c) {
+    cat.atGate = [&](FakeCategory& c) {
         const auto start = steady_clock::now();
         c.Engine().SetProgress(20);  // target (0 + 20) / 1 averaged with 0 scanned: 10
         climbMs = duration_cast<milliseconds>(steady_clock::now() - start).count();

@@ -1,13 +1,10 @@
-// The category base and the registry, over an engine context that records
-// what categories report and a category whose behaviour each test sets.
+// The category base and the registry, over the tests' fake engine context
+// (it records what categories report) and fake category.
 #include <gtest/gtest.h>
 
-#include <chrono>
 #include <string>
 #include <vector>
 
-#include "engine/CleanerOptions.h"
-#include "engine/VantrelShare.h"
 #include "model/StreamWrapper.h"
 #include "model/VTSections.h"
 #include "runtime/ComBoundary.h"
@@ -17,75 +14,20 @@
 #include "services/BVWrapper.h"
 #include "services/IgnoreListAdapter.h"
 #include "services/TempFolder.h"
+#include "support/FakeCategory.h"
+#include "support/FakeEngineContext.h"
 
 namespace vt::testing {
 namespace {
 
-class RecordingVantrel final : public TVantrelShare {
-public:
-    TBVWrapper& GetBVWrapper() override { return wrapper; }
-    void SetProgress(double p) override { progress.push_back(p); }
-    void SetCurrentCategory(ICategory*) override {}
-    void SetCurrentItem(IDetectedItem*, std::int32_t mass, std::int32_t scan) override {
-        detected += mass;
-        scanned += scan;
-    }
-    void OnItemRemoved(IDetectedItem*) override { ++removed; }
-    void OnItemFailed(IDetectedItem*) override { ++failed; }
-    bool IsAborted() override { return abortAfter >= 0 && ++abortCalls > abortAfter; }
-    TCleanerOptions& Options() override { return *options; }
+// The ignore-lists file of the registries built here.
+std::wstring IgnoreFile() {
+    static test::TempFolder folder;
+    return folder.Path(L"VTL_User.igl");
+}
 
-    TBVWrapper wrapper;
-    Com<TCleanerOptions> options = MakeCom<TCleanerOptions>();
-    std::vector<double> progress;
-    int detected = 0, scanned = 0, removed = 0, failed = 0;
-    int abortAfter = -1;  // IsAborted answers true after this many calls (-1: never)
-    int abortCalls = 0;
-};
-
-class ScriptedCategory final : public TVTCategory {
-public:
-    // A task name given here is set by the constructor, as concrete categories do.
-    ScriptedCategory(TVantrelShare& v, std::int32_t id, bool installed = true, const std::wstring& taskName = {},
-                     bool disabledByDefault = false)
-        : TVTCategory(v), installed(installed), disabledByDefault(disabledByDefault) {
-        FId = id;
-        if (!taskName.empty()) SetTaskName(taskName);
-    }
-
-    bool RemoveItem(TDetectedItem& item) override {
-        removedLocations.push_back(item.Location());
-        return true;
-    }
-    void Search() override { ++searches; }
-    bool CheckIfInstalled() override {
-        ++installChecks;
-        return installed;
-    }
-    bool BeforeRemove() override { return beforeRemove; }
-    bool IsDisabledByDefault() override { return disabledByDefault; }
-    std::int32_t GetPendingCount() override { return pending; }
-    std::wstring ClassName() const override { return L"TScriptedCategory"; }
-
-    // Adds a checked item with this location (and display name).
-    void AddFound(const std::wstring& location) {
-        Com<TDetectedItem> item = MakeCom<TDetectedItem>();
-        item->SetItemName(location);
-        item->SetLocation(location);
-        FDetectedItems->AddItem(item, true);
-    }
-    void SetFireOnItem(std::int32_t n) { FFireOnItem = n; }
-    void SetOneDetectedItemCategory(bool v) { FIsOneDetectedItemCategory = v; }
-
-    std::vector<std::wstring> removedLocations;
-    bool beforeRemove = true;
-    int searches = 0, installChecks = 0;
-    std::int32_t pending = 0;
-    const bool installed, disabledByDefault;
-};
-
-Com<ScriptedCategory> MakeCategory(RecordingVantrel& v, std::int32_t id, bool installed = true) {
-    return TVTCategory::Create<ScriptedCategory>(v, id, installed);
+Com<FakeCategory> MakeCategory(FakeEngineContext& v, std::int32_t id, bool installed = true) {
+    return TVTCategory::Create<FakeCategory>(v, FakeCategorySetup{.id = id, .installed = installed});
 }
 
 std::vector<std::uint8_t> Saved(TVTCategory& category) {
@@ -120,7 +62,7 @@ TEST(CategoryIgnoreRule, EntriesCoverWhatTheyShouldAndNothingElse) {
         {L"", L"", true},
         {L"", L"", false, true},  // a one-item category never ignores an empty location
     };
-    RecordingVantrel v;
+    FakeEngineContext v;
     StringList entries;
     auto adapter = MakeCom<TIgnoreListAdapter>(&entries);
     auto category = MakeCategory(v, 0);
@@ -135,7 +77,7 @@ TEST(CategoryIgnoreRule, EntriesCoverWhatTheyShouldAndNothingElse) {
 }
 
 TEST(CategoryBase, AbsentProgramIsNeverSearchedButCountsAsScanned) {
-    RecordingVantrel v;
+    FakeEngineContext v;
     auto absent = MakeCategory(v, 1, false);
     EXPECT_TRUE(absent->Enabled());
     absent->SearchIfInstalled();
@@ -148,7 +90,7 @@ TEST(CategoryBase, AbsentProgramIsNeverSearchedButCountsAsScanned) {
 }
 
 TEST(CategoryBase, RemovalGoesLastToFirstAndAnAbortCountsTheItemInHandAsFailed) {
-    RecordingVantrel v;
+    FakeEngineContext v;
     auto category = MakeCategory(v, 2);
     for (const wchar_t* name : {L"C:\\a", L"C:\\b", L"C:\\c"}) category->AddFound(name);
     TDetectedItems& items = category->DetectedItems();
@@ -166,7 +108,7 @@ TEST(CategoryBase, RemovalGoesLastToFirstAndAnAbortCountsTheItemInHandAsFailed) 
     EXPECT_TRUE(category->IsCleaned());
 
     // BeforeRemove refusing: every checked item fails untouched; an unchecked one is not visited.
-    RecordingVantrel refusing;
+    FakeEngineContext refusing;
     auto refused = MakeCategory(refusing, 2);
     for (const wchar_t* name : {L"C:\\a", L"C:\\b"}) refused->AddFound(name);
     refused->DetectedItems().Get(0)->SetChecked(false);
@@ -178,7 +120,7 @@ TEST(CategoryBase, RemovalGoesLastToFirstAndAnAbortCountsTheItemInHandAsFailed) 
 }
 
 TEST(CategoryBase, TaskCountFollowsEveryChangeOfTheCategoryMark) {
-    RecordingVantrel v;
+    FakeEngineContext v;
     StringList& tasks = v.wrapper.WarningProcesses();
     const auto count = [&] {
         const int index = tasks.IndexOf(L"app.exe");
@@ -186,13 +128,13 @@ TEST(CategoryBase, TaskCountFollowsEveryChangeOfTheCategoryMark) {
     };
     // Each names its task in its constructor, before its first check mark is set.
     const TCategoryCatalogue catalogue = {
-        CategoryRow<ScriptedCategory>(1, true, std::wstring(L"app.exe"), false),
-        CategoryRow<ScriptedCategory>(2, false, std::wstring(L"app.exe"), false),  // absent: dropped
-        CategoryRow<ScriptedCategory>(3, true, std::wstring(L"app.exe"), true),    // unchecked by default
+        FakeCategory::Row({.id = 1, .taskName = L"app.exe"}),
+        FakeCategory::Row({.id = 2, .installed = false, .taskName = L"app.exe"}),  // absent: dropped
+        FakeCategory::Row({.id = 3, .disabledByDefault = true, .taskName = L"app.exe"}),
     };
-    auto registry = MakeCom<TVTCategories>(v, catalogue);
+    auto registry = MakeCom<TVTCategories>(v, catalogue, IgnoreFile());
     ASSERT_EQ(registry->Count(), 2);
-    auto& first = dynamic_cast<ScriptedCategory&>(registry->GetItemObj(0));
+    auto& first = dynamic_cast<FakeCategory&>(registry->GetItemObj(0));
     EXPECT_EQ(count(), 1);
     EXPECT_THROW(first.SetTaskName(L"app.exe"), Exception);
     registry->GetItemObj(1).SetEnabledValue(true);
@@ -217,16 +159,12 @@ TEST(CategoryBase, TaskCountFollowsEveryChangeOfTheCategoryMark) {
 }
 
 TEST(CategoryBase, ProgressIsReportedInBatchesAndYieldsAtMostEvery150Ms) {
-    using namespace std::chrono;
-    RecordingVantrel v;
-    auto category = MakeCategory(v, 5);
-    category->SetFireOnItem(10);
+    FakeEngineContext v;
+    auto category = TVTCategory::Create<FakeCategory>(v, FakeCategorySetup{.id = 5, .fireOnItem = 10});
     for (int i = 0; i < 3; ++i) category->AddFound(L"C:\\f" + std::to_wstring(i));
     category->ReportProgress(100);
     EXPECT_TRUE(v.progress.empty());
-    auto start = steady_clock::now();
     category->ReportProgress(100, true);
-    EXPECT_GE(steady_clock::now() - start, 5ms);  // the first report since construction yields
     ASSERT_EQ(v.progress.size(), 1u);
     EXPECT_DOUBLE_EQ(v.progress[0], 3.0);
     EXPECT_EQ(v.detected, 3);
@@ -239,17 +177,66 @@ TEST(CategoryBase, ProgressIsReportedInBatchesAndYieldsAtMostEvery150Ms) {
     EXPECT_DOUBLE_EQ(v.progress.back(), 25.0);
     category->ReportProgress(100, true, false);
     EXPECT_DOUBLE_EQ(v.progress.back(), 3.0);
-    start = steady_clock::now();
-    for (int i = 0; i < 100; ++i) category->ReportProgress(0, true);
-    // Yielding on every report would take 500 ms; the margin absorbs a loaded machine.
-    EXPECT_LT(steady_clock::now() - start, 300ms);
+    EXPECT_EQ(category->yields, 0);  // the tick has not moved since construction
+
+    // A report yields when more than 150 ms passed since the last yield, on a
+    // tick that wraps at 2^32; the reports above did not yield.
+    struct Step { std::uint32_t tick; int yields; };
+    const Step steps[] = {{150, 0}, {151, 1}, {301, 1}, {302, 2}, {0xFFFFFFF0u, 3}, {0x80, 3}, {0x87, 4}};
+    for (const Step& step : steps) {
+        category->clock = step.tick;
+        category->ReportProgress(0, true);
+        EXPECT_EQ(category->yields, step.yields) << "at tick " << step.tick;
+    }
+}
+
+TEST(CategoryBase, FoundItemStepAddsWhatIsNotIgnoredAndStopsOnAbort) {
+    FakeEngineContext v;
+    StringList entries;
+    entries.Add(L"HKEY_CURRENT_USER\\Software\\Foo\\\\Skipped");
+    auto adapter = MakeCom<TIgnoreListAdapter>(&entries);
+    auto category = TVTCategory::Create<FakeCategory>(v, FakeCategorySetup{.id = 7, .fireOnItem = 2});
+    category->SetLinks(adapter.Get());
+    v.abortAfter = 2;
+    struct Case { TFoundItem found; bool added, stop; };
+    const Case cases[] = {
+        {{.Name = L"a.log", .Location = L"C:\\Logs\\a.log", .Icon = itLogs, .Size = 4096, .SourceIndex = 3}, true, false},
+        {{.Name = L"Skipped", .Location = L"HKEY_CURRENT_USER\\Software\\Foo", .Mask = L"Skipped"}, false, false},
+        {{.Location = L"C:\\x", .NameLz = S_TOTAL_ELEMENTS, .NameFmtValue = 4}, true, true},  // the third IsAborted: true
+    };
+    for (const Case& c : cases) {
+        bool stop = false;
+        Com<TDetectedItem> item = category->HandleFound(c.found, 10, stop);
+        EXPECT_EQ(item != nullptr, c.added) << c.found.Location;
+        EXPECT_EQ(stop, c.stop) << c.found.Location;
+    }
+    TDetectedItems& items = category->DetectedItems();
+    ASSERT_EQ(items.Count(), 2);
+    Com<TDetectedItem> first = items.Get(0), second = items.Get(1);
+    EXPECT_TRUE(first->Checked() && second->Checked());
+    EXPECT_EQ(first->ItemName(), L"a.log");
+    EXPECT_EQ(first->LocationType(), ltFile);
+    EXPECT_EQ(first->FItemIconType, itLogs);
+    EXPECT_EQ(first->FItemFileSize, 4096);
+    EXPECT_EQ(first->FItemSourceIndex, 3);
+    EXPECT_EQ(second->ItemNameLz(), S_TOTAL_ELEMENTS);
+    EXPECT_EQ(second->ItemNameFmtValue(), 4);
+    EXPECT_EQ(v.scanned, 3);           // every step is a unit of progress, an ignored one too
+    EXPECT_EQ(v.progress.size(), 1u);  // reported once two new items were found
+
+    // A grouped item whose display name is listed folds into that head.
+    bool stop = false;
+    category->HandleFound({.Name = L"b.log", .Location = L"C:\\One\\b.log", .Grouped = true}, 10, stop);
+    category->HandleFound({.Name = L"b.log", .Location = L"C:\\Two\\b.log", .Grouped = true}, 10, stop);
+    EXPECT_EQ(items.Count(), 3);
+    EXPECT_EQ(items.Get(2)->GroupedCount(), 1);
 }
 
 TEST(CategoryBase, CanOpenForDeleteLogsAFileItCannotOpen) {
     std::vector<std::wstring> lines;
     TDebugLog::SetSink([&](const std::wstring& line) { lines.push_back(line); });
     TDebugLog::SetLevel(llInfo);
-    RecordingVantrel v;
+    FakeEngineContext v;
     auto category = MakeCategory(v, 2);
     test::TempFolder folder;
     const std::wstring present = folder.Path(L"present.txt"), missing = folder.Path(L"missing.txt");
@@ -259,11 +246,11 @@ TEST(CategoryBase, CanOpenForDeleteLogsAFileItCannotOpen) {
     TDebugLog::SetLevel(llNone);
     TDebugLog::SetSink({});
     ASSERT_EQ(lines.size(), 1u);
-    EXPECT_TRUE(lines[0].ends_with(L"TScriptedCategory: Locked file: " + missing)) << lines[0];
+    EXPECT_TRUE(lines[0].ends_with(L"TFakeCategory: Locked file: " + missing)) << lines[0];
 }
 
 TEST(CategoryBase, UncheckedCategoryWritesItsItemsButDoesNotReadThemBack) {
-    RecordingVantrel v;
+    FakeEngineContext v;
     auto saved = MakeCategory(v, 6);
     for (const wchar_t* name : {L"C:\\one", L"C:\\two"}) saved->AddFound(name);
     const std::vector<std::uint8_t> checked = Saved(*saved);
@@ -282,23 +269,23 @@ TEST(CategoryBase, UncheckedCategoryWritesItsItemsButDoesNotReadThemBack) {
 }
 
 TEST(CategoryRegistry, KeepsInstalledCategoriesInOrderAndFindsThemById) {
-    RecordingVantrel v;
+    FakeEngineContext v;
     const TCategoryCatalogue catalogue = {
-        CategoryRow<ScriptedCategory>(0),
-        CategoryRow<ScriptedCategory>(5, false),
+        FakeCategory::Row({.id = 0}),
+        FakeCategory::Row({.id = 5, .installed = false}),
         [](TVantrelShare&) -> Com<TVTCategory> { return nullptr; },  // a row that does not apply here
-        CategoryRow<ScriptedCategory>(3),
+        FakeCategory::Row({.id = 3}),
         // One row, several categories (application definitions share one identifier).
         [](TVantrelShare& s, const TCategorySink& add) {
-            for (bool installed : {true, false, true}) add(TVTCategory::Create<ScriptedCategory>(s, 59, installed));
+            for (bool installed : {true, false, true}) add(TVTCategory::Create<FakeCategory>(s, FakeCategorySetup{.id = 59, .installed = installed}));
         },
     };
-    auto registry = MakeCom<TVTCategories>(v, catalogue);
+    auto registry = MakeCom<TVTCategories>(v, catalogue, IgnoreFile());
     ASSERT_EQ(registry->Count(), 4);
     EXPECT_EQ(registry->GetItemObjByID(0), &registry->GetItemObj(0));
     EXPECT_EQ(registry->GetItemObjByID(3), &registry->GetItemObj(1));
     EXPECT_EQ(registry->GetItemObjByID(59), &registry->GetItemObj(2));  // the first application
-    EXPECT_EQ(registry->GetItemObj(3).GetCategoryType(), 59);
+    EXPECT_EQ(registry->GetItemObj(3).CategoryType(), 59);
     EXPECT_EQ(registry->GetItemObjByID(5), nullptr);
     ICategory* category = reinterpret_cast<ICategory*>(0x1);
     EXPECT_EQ(registry->GetItem(4, &category), E_BOUNDS);
@@ -310,14 +297,14 @@ TEST(CategoryRegistry, KeepsInstalledCategoriesInOrderAndFindsThemById) {
 }
 
 TEST(CategoryRegistry, UserIgnoreListSurvivesASaveAndALoad) {
-    RecordingVantrel v;
+    FakeEngineContext v;
     std::int32_t index = -1, count = -1;
     {
-        auto registry = MakeCom<TVTCategories>(v, TCategoryCatalogue{});
+        auto registry = MakeCom<TVTCategories>(v, TCategoryCatalogue{}, IgnoreFile());
         ASSERT_EQ(registry->IgnoreListAdapter().Add(L"C:\\Temp\\", L"*.log", &index), S_OK);
         registry->SaveIgnoreLists();
     }
-    auto reloaded = MakeCom<TVTCategories>(v, TCategoryCatalogue{});
+    auto reloaded = MakeCom<TVTCategories>(v, TCategoryCatalogue{}, IgnoreFile());
     reloaded->IgnoreListAdapter().GetCount(&count);
     EXPECT_EQ(count, 0);  // nothing is read until the host asks
     reloaded->LoadIgnoreLists();

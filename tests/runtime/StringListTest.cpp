@@ -7,7 +7,7 @@
 #include "runtime/ComBoundary.h"
 #include "runtime/StringList.h"
 #include "runtime/Strings.h"
-#include "runtime/VTStringList.h"
+#include "model/VTStringList.h"
 
 namespace vt {
 namespace {

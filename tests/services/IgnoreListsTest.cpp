@@ -7,7 +7,6 @@
 #include <tuple>
 #include <vector>
 
-#include "engine/Globals.h"
 #include "runtime/ComBoundary.h"
 #include "runtime/FileSystem.h"
 #include "services/DLLStrings.h"
@@ -39,7 +38,8 @@ Lines Loaded(TIgnoreListsManager& manager, int id) {
 }
 
 TEST(IgnoreListsManager, ListsRoundTripPerCategoryAndAppendsMerge) {
-    EXPECT_EQ(TIgnoreListsManager().FilePath(), DataFolder() + L"IgnoredLists\\VTL_User.igl");
+    EXPECT_EQ(TIgnoreListsManager::UserFilePath(L"C:\\Users\\ann\\AppData\\Local\\Vantrel\\"),
+              L"C:\\Users\\ann\\AppData\\Local\\Vantrel\\IgnoredLists\\VTL_User.igl");
     test::TempFolder folder;
     TIgnoreListsManager manager(folder.Path(L"VTL_User.igl"));
     EXPECT_FALSE(manager.UseBlockChecksum());

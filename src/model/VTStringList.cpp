@@ -1,4 +1,4 @@
-#include "runtime/VTStringList.h"
+#include "model/VTStringList.h"
 
 #include "runtime/ComBoundary.h"
 

@@ -1,4 +1,4 @@
-#include "engine/CleanerOptions.h"
+#include "model/CleanerOptions.h"
 
 #include "runtime/ComBoundary.h"
 

@@ -3,25 +3,15 @@
 // without depending on the engine class itself.
 #pragma once
 
-#include <mutex>
+#include <cstdint>
 
+#include "model/VTObject.h"
 #include "vantrel/VantrelHelper.h"
 
 namespace vt {
 
 class TBVWrapper;
 class TCleanerOptions;
-
-// Base object with the critical section fLock that guards its state.
-class TVTObject {
-public:
-    virtual ~TVTObject() = default;
-    void Lock() { fLock.lock(); }
-    void Unlock() { fLock.unlock(); }
-
-protected:
-    std::mutex fLock;
-};
 
 class TVantrelShare : public TVTObject {
 public:

@@ -1,0 +1,19 @@
+// The one list of the product's categories, in creation order. A new category
+// adds its row here, at its place in the order; the class's own header is
+// included above the list.
+#include "categories/Catalogue.h"
+
+namespace vt {
+
+const TCategoryCatalogue& DefaultCatalogue() {
+    static const TCategoryCatalogue catalogue = {
+        // Windows and Explorer (identifiers 0..20), e.g.
+        //     CategoryRow<TRecentDocsCategory>(),
+        // Browsers, one group per browser (21..58), e.g.
+        //     CategoryRow<TCookiesCategory>(kBrowserIE, S_BROWSER_IE),
+        // Applications: one row that builds a category per definition.
+    };
+    return catalogue;
+}
+
+}  // namespace vt

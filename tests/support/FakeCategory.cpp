@@ -1,0 +1,56 @@
+#include "support/FakeCategory.h"
+
+#include <chrono>
+#include <thread>
+
+#include "model/VantrelShare.h"
+
+namespace vt::testing {
+
+FakeCategory::FakeCategory(TVantrelShare& AVantrel, const FakeCategorySetup& ASetup)
+    : TVTCategory(AVantrel, {.Id = ASetup.id,
+                             .Name = L"Fake " + std::to_wstring(ASetup.id),
+                             .FireOnItem = ASetup.fireOnItem,
+                             .OneDetectedItem = ASetup.oneDetectedItem,
+                             .DisabledByDefault = ASetup.disabledByDefault,
+                             .ClassName = L"TFakeCategory"}),
+      setup(ASetup) {
+    if (!ASetup.taskName.empty()) SetTaskName(ASetup.taskName);
+}
+
+std::wstring FakeCategory::LocationOf(std::int32_t id, std::int32_t i) {
+    return L"C:\\cat" + std::to_wstring(id) + L"\\item" + std::to_wstring(i);
+}
+
+bool FakeCategory::RemoveItem(TDetectedItem& item) {
+    removedLocations.push_back(item.Location());
+    return item.Location() != failLocation;
+}
+
+void FakeCategory::Search() {
+    ++searches;
+    WaitAtGate();
+    bool stop = false;
+    for (std::int32_t i = 0; i < setup.items && !stop; ++i)
+        HandleFoundItem({.Name = L"item" + std::to_wstring(i), .Location = LocationOf(FId, i)}, setup.items, stop);
+}
+
+std::int32_t FakeCategory::RemoveDetected() {
+    if (gateInRemove) WaitAtGate();
+    if (!onRemove) return TVTCategory::RemoveDetected();
+    onRemove(*this);
+    return 0;
+}
+
+bool FakeCategory::CheckIfInstalled() {
+    ++installChecks;
+    return setup.installed;
+}
+
+void FakeCategory::WaitAtGate() {
+    if (atGate) atGate(*this);
+    ++gateArrivals;
+    while (gateClosed.load() && !FVantrel.IsAborted()) std::this_thread::sleep_for(std::chrono::microseconds(200));
+}
+
+}  // namespace vt::testing
