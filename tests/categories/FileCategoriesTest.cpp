@@ -205,6 +205,15 @@ TEST(FileCategoriesTest, SpoolFilesGoOnlyWhileTheSpoolerIsStopped) {
     }
 }
 
+TEST(FileCategoriesTest, WithoutAServiceManagerNoSpoolFileIsRemoved) {
+    Machine m;
+    Com<TVTCategory> printer = Make<TPrinterRecentFiles>(m);  // the native build has no service manager
+    printer->SearchIfInstalled();
+    printer->RemoveIfDetected();
+    EXPECT_EQ(m.context.failed, 3);
+    EXPECT_TRUE(FileExists(m.P(L"Windows\\system32\\spool\\PRINTERS\\00002.SPL")));
+}
+
 TEST(FileCategoriesTest, SavedResultsCleanTheSameFilesInAFreshCategory) {
     Machine m;
     MemoryStream stream;

@@ -1,4 +1,7 @@
+#include <exception>
+
 #include "categories/windows/FileCategories.h"
+
 #include "runtime/DebugLog.h"
 
 namespace vt {
@@ -21,7 +24,13 @@ void TPrinterRecentFiles::InitFileSearch() { AddMasks(FileCategoryMasks::Printer
 bool TPrinterRecentFiles::BeforeRemove() {
     if (FServiceControl) TDebugLog::Log(llWarning, L"TPrinterRecentFiles", L"Service control already assigned");
     else FServiceControl = FMakeServiceControl();
-    const bool stopped = FServiceControl->StopService(L"Spooler");
+    bool stopped = false;
+    try {
+        stopped = FServiceControl->StopService(L"Spooler");
+    } catch (const std::exception&) {
+        // No service manager (the native build): nothing is removed.
+        TDebugLog::Log(llError, L"TPrinterRecentFiles", L"Spooler not stopped: no service manager");
+    }
     if (!stopped) FServiceControl.reset();  // restores whatever it recorded
     return stopped;
 }
