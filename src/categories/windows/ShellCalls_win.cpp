@@ -18,7 +18,10 @@ bool EmptyClipboardContent() {
 }
 
 void NotifyStartMenuHost() {
-    if (HWND host = FindWindowW(L"DV2ControlHost", nullptr)) SendMessageW(host, WM_SETTINGCHANGE, 0, 0);
+    // With a time limit: a Start menu host that does not answer must not hold
+    // up the cleaning (the worker would wait for it forever).
+    if (HWND host = FindWindowW(L"DV2ControlHost", nullptr))
+        SendMessageTimeoutW(host, WM_SETTINGCHANGE, 0, 0, SMTO_ABORTIFHUNG, 2000, nullptr);
 }
 
 }  // namespace vt
