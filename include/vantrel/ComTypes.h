@@ -13,6 +13,13 @@
 
 #if defined(_WIN32)
 
+// The build compiles each portable header of the engine alone with this
+// defined (CMakeLists.txt, "vantrel_portable_headers"): reaching here from
+// one means a portable file would see <windows.h>.
+#if defined(VANTREL_PORTABLE_FILE)
+#error "<windows.h> reached a portable file: include only portable headers there (docs/architecture.md)"
+#endif
+
 #ifndef _WIN32_WINNT
 #define _WIN32_WINNT 0x0601
 #endif

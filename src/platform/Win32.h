@@ -9,6 +9,9 @@
 #if !defined(_WIN32)
 #error "platform/Win32.h is for the Windows build only"
 #endif
+#if defined(VANTREL_PORTABLE_FILE)
+#error "platform/Win32.h reached a portable file (docs/architecture.md)"
+#endif
 
 #include "vantrel/ComTypes.h"
 

@@ -1,6 +1,7 @@
 #include "runtime/Exception.h"
 
 #include "runtime/Utf.h"
+#include "vantrel/ComTypes.h"
 
 namespace vt {
 

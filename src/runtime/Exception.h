@@ -3,10 +3,21 @@
 // vt::Guarded (ComBoundary.h) turns them into an HRESULT plus error info.
 #pragma once
 
+#include <cstdint>
 #include <exception>
 #include <string>
 
-#include "vantrel/ComTypes.h"
+// HRESULT without the system headers: the exception type is used by portable
+// code (streams, containers, parsers) that must not see <windows.h>. On
+// Windows this is the declaration <winnt.h> makes, under its own guard.
+#if defined(_WIN32)
+#ifndef _HRESULT_DEFINED
+#define _HRESULT_DEFINED
+typedef long HRESULT;
+#endif
+#else
+using HRESULT = std::int32_t;
+#endif
 
 namespace vt {
 

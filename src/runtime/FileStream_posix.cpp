@@ -11,6 +11,7 @@
 #include "runtime/FileStream.h"
 #include "runtime/FileSystem.h"
 #include "runtime/Utf.h"
+#include "vantrel/ComTypes.h"
 
 namespace vt {
 

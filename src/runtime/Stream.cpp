@@ -5,6 +5,7 @@
 #include <limits>
 
 #include "runtime/Exception.h"
+#include "vantrel/ComTypes.h"
 
 namespace vt {
 

@@ -9,6 +9,7 @@
 #include "runtime/FileSystem.h"
 #include "runtime/Utf.h"
 #include "services/DLLStrings.h"
+#include "vantrel/ComTypes.h"
 
 namespace vt {
 

@@ -59,7 +59,9 @@ TEST(EngineConcurrency, DestroyingTheEngineWhileItsWorkerRunsIsSafe) {
     for (Held held : {Held::Busy, Held::AtGate, Held::Paused, Held::Smooth, Held::Cleaning}) {
         SCOPED_TRACE(static_cast<int>(held));
         Com<TVantrel> engine = MakeEngine({{0, 2000}, {1, 2000}});
-        FakeCategory& first = Cat(*engine, 0);
+        // Kept beyond the engine, to see that the worker has left it.
+        const Com<FakeCategory> kept(&Cat(*engine, 0));
+        FakeCategory& first = *kept;
         const bool cleaning = held == Held::Cleaning;
         ASSERT_TRUE(!cleaning || ScanToEnd(*engine));
         first.gateInRemove = cleaning;
@@ -70,6 +72,7 @@ TEST(EngineConcurrency, DestroyingTheEngineWhileItsWorkerRunsIsSafe) {
         ASSERT_TRUE(held == Held::Busy || WaitUntil([&] { return first.gateArrivals.load() > before; }));
         if (held == Held::Paused) engine->Pause();
         engine = nullptr;  // the last reference: the destructor joins the worker
+        EXPECT_EQ(first.active.load(), 0) << "the worker still runs in the category";
     }
 }
 

@@ -19,50 +19,15 @@
 #include "runtime/Stream.h"
 #include "services/IgnoreListAdapter.h"
 #include "services/Wow64KeyMapping.h"
+#include "support/FakeCategory.h"
+#include "support/FakeEngineContext.h"
 
 namespace vt {
 namespace {
 
+using testing::FakeCategory;
+
 using Bytes = std::vector<std::uint8_t>;
-
-// A category that answers only what a detected-items list asks of it: its
-// ignore list and the item-change handler, which records each call.
-class ListeningCategory final : public ComObject<ICategory, IEnabledChange> {
-public:
-    HRESULT STDMETHODCALLTYPE GetCategoryType(TCategoryType*) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE GetId(std::int32_t*) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE GetName(BSTR*) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE GetDescription(BSTR*) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE IsDisabledByDefault(bool*) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE GetSeverityLevel(TCategorySeverityLevel*) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE GetWarningProcesses(IVTStringList**) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE GetIsScanned(bool*) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE GetIsCleaned(bool*) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE GetDetectedItems(IDetectedItems**) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE GetEnabled(bool*) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE SetEnabled(bool) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE GetIgnoreList(IIgnoreList** list) override {
-        ignoreList.CopyTo(reinterpret_cast<TIgnoreListAdapter**>(list));
-        return S_OK;
-    }
-    HRESULT STDMETHODCALLTYPE GetOnDetectedItemChange(TDetectedItemChange* handler) override {
-        *handler = {handlerAttached ? &Changed : nullptr, this};
-        return S_OK;
-    }
-    static void VANTREL_STDCALL Changed(void* data, IDetectedItem* item) {
-        auto* self = static_cast<ListeningCategory*>(data);
-        bool enabled = false;
-        item->GetEnabled(&enabled);
-        std::lock_guard<std::mutex> guard(self->changesLock);  // worker and host both change marks
-        self->changes.push_back(enabled);
-    }
-
-    StringList ignored;
-    Com<TIgnoreListAdapter> ignoreList;  // null: the category has no ignore list
-    bool handlerAttached = true;
-    std::mutex changesLock;
-    std::vector<bool> changes;  // the check mark seen by each handler call
-};
 
 Com<TDetectedItem> NewItem(const std::wstring& location, bool grouped = false, const std::wstring& name = {}) {
     Com<TDetectedItem> item = MakeCom<TDetectedItem>(grouped);
@@ -108,6 +73,7 @@ void Load(TDetectedItems& list, Bytes bytes) {
 // log captured at llInfo.
 class DetectedItemsTest : public ::testing::Test {
 protected:
+    testing::FakeEngineContext context;
     void SetUp() override {
         Localizer::Localize(StringList());
         savedLevel_ = TDebugLog::Level();
@@ -157,8 +123,8 @@ TEST_F(DetectedItemsTest, SetLocationHandlesViewPrefixesAndTypesWhatRemains) {
         Com<TDetectedItem> item = NewItem(given);
         TLocationType type = ltUnknown;
         ASSERT_EQ(item->GetLocationType(&type), S_OK);
-        EXPECT_EQ(type, expectedType) << testing::PrintToString(given);
-        EXPECT_EQ(Text(&IDetectedItem::GetLocation, *item), stored) << testing::PrintToString(given);
+        EXPECT_EQ(type, expectedType) << ::testing::PrintToString(given);
+        EXPECT_EQ(Text(&IDetectedItem::GetLocation, *item), stored) << ::testing::PrintToString(given);
     }
 }
 
@@ -344,7 +310,7 @@ TEST_F(DetectedItemsTest, TotalSizeSumsTheFilesNamedByTheItems) {
 // Check marks and counters
 
 TEST_F(DetectedItemsTest, CheckMarksMoveTheCounterAndNotifyTheCategory) {
-    Com<ListeningCategory> category = MakeCom<ListeningCategory>();
+    Com<FakeCategory> category = TVTCategory::Create<FakeCategory>(context);
     Com<TDetectedItems> list = MakeCom<TDetectedItems>(category.Get());
     Com<TDetectedItem> a = Add(*list, L"C:\\a", true), b = Add(*list, L"C:\\b", true), c = Add(*list, L"C:\\c");
     EXPECT_EQ(category->changes, (std::vector<bool>{true, true}));
@@ -396,8 +362,10 @@ TEST_F(DetectedItemsTest, IgnoredItemKeepsItsCheckMarkOff) {
         {"empty location", true, L"", true, false},
     };
     for (const auto& [what, hasIgnoreList, location, checkedBefore, leavesList] : cases) {
-        Com<ListeningCategory> category = MakeCom<ListeningCategory>();
-        if (hasIgnoreList) category->ignoreList = MakeCom<TIgnoreListAdapter>(&category->ignored);
+        Com<FakeCategory> category = TVTCategory::Create<FakeCategory>(context);
+        StringList ignored;
+        Com<TIgnoreListAdapter> ignoreList = MakeCom<TIgnoreListAdapter>(&ignored);
+        if (hasIgnoreList) category->SetLinks(ignoreList.Get());
         Com<TDetectedItems> list = MakeCom<TDetectedItems>(category.Get());
         Add(*list, L"C:\\other", true);
         Com<TDetectedItem> item = Add(*list, location, checkedBefore);
@@ -408,7 +376,7 @@ TEST_F(DetectedItemsTest, IgnoredItemKeepsItsCheckMarkOff) {
         EXPECT_EQ(list->Count(), leavesList ? 1 : 2) << what;
         EXPECT_EQ(list->FCountIgnored.load(), 1) << what;
         // Added once, without a mask (a mask would follow two backslashes).
-        EXPECT_EQ(category->ignored.Text(), leavesList ? location + L"\r\n" : L"") << what;
+        EXPECT_EQ(ignored.Text(), leavesList ? location + L"\r\n" : L"") << what;
         ASSERT_EQ(item->SetEnabled(true), S_OK);
         EXPECT_FALSE(item->Checked()) << "the check mark stays off: " << what;
         EXPECT_EQ(list->FCountCanBeDeleted.load(), 1) << "only the other item stays checked: " << what;
@@ -472,7 +440,7 @@ TEST_F(DetectedItemsTest, ListRecordIsByteExactLoadsBackUncheckedAndRefusesShort
     ASSERT_EQ(Saved(*list), e.bytes);
 
     // Loading clears the list first and adds every item unchecked; saving again gives the same bytes.
-    Com<ListeningCategory> category = MakeCom<ListeningCategory>();
+    Com<FakeCategory> category = TVTCategory::Create<FakeCategory>(context);
     Com<TDetectedItems> loaded = MakeCom<TDetectedItems>(category.Get());
     Com<TDetectedItem> stale = Add(*loaded, L"C:\\stale", true);
     log.clear();
@@ -510,7 +478,7 @@ TEST_F(DetectedItemsTest, ListRecordIsByteExactLoadsBackUncheckedAndRefusesShort
 TEST_F(DetectedItemsTest, HostReadsWhileWorkerAddsAndRemoves) {
     TDebugLog::SetSink({});
     TDebugLog::SetLevel(llNone);
-    Com<ListeningCategory> category = MakeCom<ListeningCategory>();
+    Com<FakeCategory> category = TVTCategory::Create<FakeCategory>(context);
     Com<TDetectedItems> list = MakeCom<TDetectedItems>(category.Get());
     list->FAllowDuplicates = false;
     std::atomic<bool> done{false};

@@ -4,6 +4,7 @@
 
 #include "runtime/Crc32.h"
 #include "runtime/Exception.h"
+#include "vantrel/ComTypes.h"
 
 namespace vt {
 namespace {

@@ -10,6 +10,7 @@
 #include "runtime/Exception.h"
 #include "runtime/FileSystem.h"
 #include "services/CryptedCRCFile.h"
+#include "vantrel/ComTypes.h"
 #include "TempFolder.h"
 
 namespace vt {

@@ -7,6 +7,33 @@
 
 namespace vt::testing {
 
+namespace {
+
+// Counts a call of the worker into the category while it lasts.
+class ActiveCall {
+public:
+    explicit ActiveCall(std::atomic<int>& active) : active_(active) { ++active_; }
+    ~ActiveCall() { --active_; }
+    ActiveCall(const ActiveCall&) = delete;
+    ActiveCall& operator=(const ActiveCall&) = delete;
+
+private:
+    std::atomic<int>& active_;
+};
+
+void VANTREL_STDCALL RecordCheckMark(void* data, IDetectedItem* item) {
+    auto* self = static_cast<FakeCategory*>(data);
+    bool enabled = false;
+    item->GetEnabled(&enabled);
+    {
+        std::lock_guard<std::mutex> guard(self->changesLock);
+        self->changes.push_back(enabled);
+    }
+    self->OnItemCheckMarkChanged();
+}
+
+}  // namespace
+
 FakeCategory::FakeCategory(TVantrelShare& AVantrel, const FakeCategorySetup& ASetup)
     : TVTCategory(AVantrel, {.Id = ASetup.id,
                              .Name = L"Fake " + std::to_wstring(ASetup.id),
@@ -28,6 +55,7 @@ bool FakeCategory::RemoveItem(TDetectedItem& item) {
 }
 
 void FakeCategory::Search() {
+    const ActiveCall call(active);
     ++searches;
     WaitAtGate();
     bool stop = false;
@@ -36,10 +64,19 @@ void FakeCategory::Search() {
 }
 
 std::int32_t FakeCategory::RemoveDetected() {
+    const ActiveCall call(active);
     if (gateInRemove) WaitAtGate();
     if (!onRemove) return TVTCategory::RemoveDetected();
     onRemove(*this);
     return 0;
+}
+
+HRESULT FakeCategory::GetOnDetectedItemChange(TDetectedItemChange* handler) {
+    TDetectedItemChange base{};
+    const HRESULT hr = TVTCategory::GetOnDetectedItemChange(&base);
+    // The base detaches its handler during bulk changes; so does this one.
+    *handler = {handlerAttached && base.Code ? &RecordCheckMark : nullptr, this};
+    return hr;
 }
 
 bool FakeCategory::CheckIfInstalled() {

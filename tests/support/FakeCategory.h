@@ -8,6 +8,7 @@
 #include <atomic>
 #include <cstdint>
 #include <functional>
+#include <mutex>
 #include <string>
 #include <vector>
 
@@ -53,6 +54,10 @@ public:
     std::uint32_t YieldTickCount() override { return clock; }
     void YieldPause() override { ++yields; }
 
+    // The item-change handler a list calls: records the item's check mark,
+    // then runs the base's handler; none while handlerAttached is false.
+    HRESULT STDMETHODCALLTYPE GetOnDetectedItemChange(TDetectedItemChange* handler) override;
+
     // Waits while the gate is closed, polling IsAborted as a search does between units.
     void WaitAtGate();
 
@@ -69,10 +74,15 @@ public:
     std::vector<std::wstring> removedLocations;
     bool beforeRemove = true;
     std::atomic<int> searches{0};
+    // Search and RemoveDetected calls under way (the worker is inside this category).
+    std::atomic<int> active{0};
     int installChecks = 0;
     std::int32_t pending = 0;
     std::uint32_t clock = 0;  // the tick the yield reads
     int yields = 0;
+    bool handlerAttached = true;
+    std::mutex changesLock;     // lists call the handler from the worker and the host
+    std::vector<bool> changes;  // the check mark each handler call saw
 };
 
 }  // namespace vt::testing
