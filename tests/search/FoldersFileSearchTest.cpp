@@ -14,6 +14,7 @@
 #include "runtime/Stream.h"
 #include "search/FoldersFileSearch.h"
 #include "search/SearchTestSupport.h"
+#include "vantrel/ComTypes.h"
 
 namespace vt::testing {
 namespace {
