@@ -5,7 +5,8 @@
 //   vantrel_bench [--runs N] [--case NAME]...
 //
 // Cases: add-100k, add-1m; stream-100k, stream-1m (the portable memory
-// IStream); on Windows stream-100k-hglobal, stream-200k-hglobal and, only when
+// IStream); on Windows stream-100k-hglobal, stream-200k-hglobal; scan-100k
+// (the folder search against a raw walk, FolderScanBench.cpp); and, only when
 // named, stream-1m-hglobal (CreateStreamOnHGlobal). Without --case the others
 // run in that order. Natively each case's peak memory is its own (the peak is
 // reset); on Windows it cannot be reset, so run one case per process for a
@@ -24,6 +25,7 @@
 #include <utility>
 #include <vector>
 
+#include "FolderScanBench.h"
 #include "System.h"
 #include "model/DetectedItems.h"
 #include "model/StreamWrapper.h"
@@ -216,7 +218,7 @@ int Main(int argc, char** argv) {
             std::fprintf(stderr,
                          "usage: vantrel_bench [--runs N] [--case NAME]...\n"
                          "cases: add-100k add-1m stream-100k stream-1m stream-100k-hglobal stream-200k-hglobal\n"
-                         "       stream-1m-hglobal (only by name)\n");
+                         "       scan-100k; stream-1m-hglobal (only by name)\n");
             return 2;
         }
     }
@@ -244,6 +246,7 @@ int Main(int argc, char** argv) {
         // Under Wine 8 an HGLOBAL stream reallocates its whole block on every
         // write past its end: a million items take minutes.
         {"stream-1m-hglobal", true, [&](int n) { return hglobal(1'000'000, n); }},
+        {"scan-100k", false, [](int n) { return RunFolderScan(n); }},
     };
 
     bool ok = true;

@@ -5,6 +5,7 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
 
 #include "runtime/ComObject.h"
 #include "vantrel/ComTypes.h"
@@ -28,5 +29,10 @@ void ReturnFreedMemory();
 // to hand the engine) that frees its memory on release; null natively or when
 // the system refuses.
 Com<IStream> NewHGlobalStream();
+
+// Files below the folder (a drive path ending in a backslash), counted by a
+// plain recursive walk with the system's own calls (FindFirstFileW /
+// FindNextFileW on Windows, readdir natively), links not followed.
+std::uint64_t RawWalkFileCount(const std::wstring& folder);
 
 }  // namespace vt::bench

@@ -1,5 +1,12 @@
 #include "System.h"
 
+#include <dirent.h>
+#include <sys/stat.h>
+
+#include <memory>
+
+#include "platform/NativePaths.h"
+
 #include <fstream>
 #include <string>
 #if defined(__GLIBC__)
@@ -38,5 +45,34 @@ void ReturnFreedMemory() {
 }
 
 Com<IStream> NewHGlobalStream() { return nullptr; }
+
+namespace {
+
+std::uint64_t WalkHost(const std::string& folder) {
+    std::unique_ptr<DIR, int (*)(DIR*)> dir(::opendir(folder.c_str()), &::closedir);
+    if (!dir) return 0;
+    std::uint64_t files = 0;
+    while (const dirent* d = ::readdir(dir.get())) {
+        const std::string name = d->d_name;
+        if (name == "." || name == "..") continue;
+        unsigned char type = d->d_type;
+        if (type == DT_UNKNOWN) {
+            struct stat st{};
+            if (::lstat((folder + name).c_str(), &st) != 0) continue;
+            type = S_ISDIR(st.st_mode) ? DT_DIR : S_ISLNK(st.st_mode) ? DT_LNK : DT_REG;
+        }
+        if (type == DT_DIR)
+            files += WalkHost(folder + name + "/");
+        else if (type != DT_LNK)
+            ++files;
+    }
+    return files;
+}
+
+}  // namespace
+
+std::uint64_t RawWalkFileCount(const std::wstring& folder) {
+    return WalkHost(platform::HostBytes(platform::HostPath(folder)));
+}
 
 }  // namespace vt::bench

@@ -1,5 +1,6 @@
 #include "System.h"
 
+#include "platform/Handles.h"
 #include "platform/Win32.h"
 
 #include <psapi.h>
@@ -30,6 +31,24 @@ Com<IStream> NewHGlobalStream() {
     Com<IStream> stream;
     if (FAILED(CreateStreamOnHGlobal(nullptr, TRUE, stream.Put()))) return nullptr;
     return stream;
+}
+
+std::uint64_t RawWalkFileCount(const std::wstring& folder) {
+    WIN32_FIND_DATAW data{};
+    platform::unique_hfind find(FindFirstFileW((folder + L"*.*").c_str(), &data));
+    if (!find) return 0;
+    std::uint64_t files = 0;
+    do {
+        if (data.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) {
+            if (data.cFileName[0] == L'.' && (data.cFileName[1] == 0 || (data.cFileName[1] == L'.' && data.cFileName[2] == 0)))
+                continue;
+            if (!(data.dwFileAttributes & FILE_ATTRIBUTE_REPARSE_POINT))
+                files += RawWalkFileCount(folder + data.cFileName + L"\\");
+        } else {
+            ++files;
+        }
+    } while (FindNextFileW(find.Get(), &data));
+    return files;
 }
 
 }  // namespace vt::bench

@@ -38,6 +38,12 @@ struct SysCallTable {
     decltype(&::CloseServiceHandle) CloseServiceHandle = &::CloseServiceHandle;
     decltype(&::CloseEventLog) CloseEventLog = &::CloseEventLog;
     decltype(&::LocalFree) LocalFree = &::LocalFree;
+    // The service manager, for service control.
+    decltype(&::OpenSCManagerW) OpenSCManagerW = &::OpenSCManagerW;
+    decltype(&::OpenServiceW) OpenServiceW = &::OpenServiceW;
+    decltype(&::QueryServiceStatus) QueryServiceStatus = &::QueryServiceStatus;
+    decltype(&::ControlService) ControlService = &::ControlService;
+    decltype(&::StartServiceW) StartServiceW = &::StartServiceW;
 };
 
 // The process-wide table; never null, entries never null.

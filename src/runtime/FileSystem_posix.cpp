@@ -4,17 +4,13 @@
 #include <cerrno>
 #include <cstdio>
 
+#include "platform/NativePaths.h"
 #include "runtime/FileSystem.h"
 #include "runtime/Utf.h"
 
 namespace vt {
 
-std::wstring NativePath(const std::wstring& path) {
-    std::wstring p = path;
-    for (auto& c : p)
-        if (c == L'\\') c = L'/';
-    return p;
-}
+std::wstring NativePath(const std::wstring& path) { return platform::HostPath(path); }
 
 namespace {
 std::string N(const std::wstring& path) { return ToUtf8(NativePath(path)); }
