@@ -50,7 +50,7 @@ void TUnreadMailCount::Search() {
 
 bool TUnreadMailCount::RemoveItem(TDetectedItem& Item) {
     TBVWrapper& wrapper = FVantrel.GetBVWrapper();
-    BVKey key(wrapper, wrapper.RegKeyOpenWrite(CurrentUserKey(), kUnreadMailKey));
+    BVKey key = wrapper.RegKeyOpenWrite(CurrentUserKey(), kUnreadMailKey);
     if (!key) return false;
     // The account's whole counter key goes (backed up).
     return wrapper.RegKeyDeleteKey(key.Get(), Item.ItemName());
