@@ -126,12 +126,32 @@ public:
         *out = new Files(log);
         return S_OK;
     }
-#define RESERVED(n) \
-    HRESULT STDMETHODCALLTYPE Reserved##n() override { return E_NOTIMPL; }
-    RESERVED(3) RESERVED(4) RESERVED(5) RESERVED(6) RESERVED(7) RESERVED(8) RESERVED(9) RESERVED(10) RESERVED(11)
-    RESERVED(12) RESERVED(13) RESERVED(14) RESERVED(15) RESERVED(16) RESERVED(17) RESERVED(18) RESERVED(19)
-    RESERVED(20) RESERVED(21) RESERVED(22) RESERVED(23) RESERVED(24) RESERVED(25)
-#undef RESERVED
+    // Sessions and undo belong to the backup service; the engine never asks.
+    HRESULT STDMETHODCALLTYPE BeginSession(const wchar_t*, BSTR*) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE EndSession() override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE GetCurrentSession(BSTR*) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE GetDataFolder(BSTR*) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE SetDataFolder(const wchar_t*) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE GetSessionCount(std::int32_t*) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE GetSessionId(std::int32_t, BSTR*) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE GetSessionDescription(const wchar_t*, BSTR*) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE GetSessionStartTime(const wchar_t*, double*) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE GetSessionEndTime(const wchar_t*, double*) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE GetSessionState(const wchar_t*, TBackvaultSessionState*) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE GetSessionFileCount(const wchar_t*, std::int32_t*) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE GetSessionRegistryCount(const wchar_t*, std::int32_t*) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE GetSessionBytes(const wchar_t*, std::int64_t*) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE GetSessionEntryCount(const wchar_t*, std::int32_t*) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE GetSessionEntry(const wchar_t*, std::int32_t, TBackvaultEntryKind*, BSTR*) override {
+        return E_NOTIMPL;
+    }
+    HRESULT STDMETHODCALLTYPE RestoreSession(const wchar_t*, std::int32_t*, std::int32_t*) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE GetRestoreReport(BSTR*) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE DeleteSession(const wchar_t*) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE GetSessionFolder(const wchar_t*, BSTR*) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE DeleteSessionsBefore(double, std::int32_t*) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE Reserved24() override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE Reserved25() override { return E_NOTIMPL; }
     Log log;
 };
 
