@@ -41,15 +41,15 @@ TEST(EngineRoad, WhatTheEngineRemovesThroughTheServiceComesBack) {
         EXPECT_TRUE(wrapper.DeleteFile(wiped, false));  // backed up, then wiped
         EXPECT_EQ(wrapper.LastWipeSize(), 70000u);
 
-        const HKEY parent = wrapper.RegKeyOpenWrite(HKEY_CURRENT_USER, explorer);
-        ASSERT_NE(parent, nullptr);
-        EXPECT_TRUE(wrapper.RegKeyDeleteKey(parent, L"RecentDocs"));
+        BVKey parent = wrapper.RegKeyOpenWrite(HKEY_CURRENT_USER, explorer);
+        ASSERT_TRUE(parent);
+        EXPECT_TRUE(wrapper.RegKeyDeleteKey(parent.Get(), L"RecentDocs"));
         EXPECT_TRUE(wrapper.RegKeyStoreBinary(HKEY_CURRENT_USER, explorer + L"\\TypedPaths", L"url1"));
-        const HKEY run = wrapper.RegKeyOpenWrite(parent, L"RunMRU");
-        EXPECT_TRUE(wrapper.RegKeyDeleteValue(run, L"a"));
-        EXPECT_TRUE(wrapper.RegKeySetDword(run, L"MRUList", 0));
-        EXPECT_TRUE(wrapper.RegKeyCloseKey(run));
-        EXPECT_TRUE(wrapper.RegKeyCloseKey(parent));
+        BVKey run = wrapper.RegKeyOpenWrite(parent.Get(), L"RunMRU");
+        EXPECT_TRUE(wrapper.RegKeyDeleteValue(run.Get(), L"a"));
+        EXPECT_TRUE(wrapper.RegKeySetDword(run.Get(), L"MRUList", 0));
+        EXPECT_TRUE(run.Reset());
+        EXPECT_TRUE(parent.Reset());
     }
     EXPECT_FALSE(PathExists(plain) || PathExists(wiped));
     EXPECT_NE(DumpKey(HKEY_CURRENT_USER, scratch.SubKey()), before);
