@@ -27,11 +27,23 @@ expand_path() {
     printf '%s' "$p"
 }
 
-# C:\a\b -> $WINEPREFIX/drive_c/a/b
+# C:\a\b -> $WINEPREFIX/drive_c/a/b. Windows paths ignore case, Unix paths do
+# not: each part takes the spelling of an entry already there ("Debug" and
+# "debug" are one folder to Windows, and a second spelling made from the Unix
+# side would hide the seeded files from Windows programs).
 unix_path() {
-    local p=$1
+    local p=$1 dir part match
     p=${p#C:\\}
-    printf '%s/drive_c/%s' "$WINEPREFIX" "${p//\\//}"
+    dir="$WINEPREFIX/drive_c"
+    IFS='\' read -r -a parts <<<"$p"
+    for part in "${parts[@]}"; do
+        if [ ! -e "$dir/$part" ] && [ -d "$dir" ]; then
+            match=$(find "$dir" -mindepth 1 -maxdepth 1 -iname "$part" -print -quit 2>/dev/null)
+            [ -n "$match" ] && part=$(basename "$match")
+        fi
+        dir="$dir/$part"
+    done
+    printf '%s' "$dir"
 }
 
 # Writes the bytes of a generator to stdout: headers as the real files have
