@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # The main job, on a fresh Debian 12 machine: installs the toolchain, builds
-# the 64-bit engine, the vantrel host and its backup and wipe DLLs, installs
+# the 64-bit engine, the vantrel host, its backup, wipe and browser-data DLLs
+# and the starter application definitions, installs
 # them into one folder, creates a sandbox Wine prefix (build/demo/wineprefix;
 # the user's own ~/.wine is never touched), seeds it with realistic traces for
 # every category the engine has, and runs vantrel through a whole cycle:
@@ -11,7 +12,7 @@ cd "$(dirname "$0")/.."
 root=$PWD
 scripts/bootstrap.sh
 cmake --preset win64 >/dev/null
-cmake --build --preset win64 -j "$(nproc)" --target VantrelHelper vantrel VantrelBackvault VantrelWipe
+cmake --build --preset win64 -j "$(nproc)" --target VantrelHelper vantrel VantrelBackvault VantrelWipe KxBrowsers vantrel-defs vantrel_starter_definitions
 
 demo=$root/build/demo
 dist=$demo/vantrel
