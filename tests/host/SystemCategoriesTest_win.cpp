@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "HostSupport.h"
+#include "support/SessionlessBackvault_win.h"
 
 namespace hosttest {
 namespace {
@@ -116,7 +117,7 @@ private:
     Log& log_;
 };
 
-class Backvault final : public Unknown<IBackvault> {
+class Backvault final : public SessionlessBackvault<Unknown<IBackvault>> {
 public:
     HRESULT STDMETHODCALLTYPE GetRegistry(IBackvaultRegistry** out) override {
         *out = new Registry(log);
@@ -126,32 +127,6 @@ public:
         *out = new Files(log);
         return S_OK;
     }
-    // Sessions and undo belong to the backup service; the engine never asks.
-    HRESULT STDMETHODCALLTYPE BeginSession(const wchar_t*, BSTR*) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE EndSession() override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE GetCurrentSession(BSTR*) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE GetDataFolder(BSTR*) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE SetDataFolder(const wchar_t*) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE GetSessionCount(std::int32_t*) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE GetSessionId(std::int32_t, BSTR*) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE GetSessionDescription(const wchar_t*, BSTR*) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE GetSessionStartTime(const wchar_t*, double*) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE GetSessionEndTime(const wchar_t*, double*) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE GetSessionState(const wchar_t*, TBackvaultSessionState*) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE GetSessionFileCount(const wchar_t*, std::int32_t*) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE GetSessionRegistryCount(const wchar_t*, std::int32_t*) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE GetSessionBytes(const wchar_t*, std::int64_t*) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE GetSessionEntryCount(const wchar_t*, std::int32_t*) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE GetSessionEntry(const wchar_t*, std::int32_t, TBackvaultEntryKind*, BSTR*) override {
-        return E_NOTIMPL;
-    }
-    HRESULT STDMETHODCALLTYPE RestoreSession(const wchar_t*, std::int32_t*, std::int32_t*) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE GetRestoreReport(BSTR*) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE DeleteSession(const wchar_t*) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE GetSessionFolder(const wchar_t*, BSTR*) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE DeleteSessionsBefore(double, std::int32_t*) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE Reserved24() override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE Reserved25() override { return E_NOTIMPL; }
     Log log;
 };
 

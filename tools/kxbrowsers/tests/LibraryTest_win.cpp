@@ -8,6 +8,7 @@
 #include "Layouts.h"
 #include "TestSupport.h"
 #include "vantrel/BrowserHelper.h"
+#include "support/SessionlessBackvault_win.h"
 
 namespace kxb::test {
 namespace {
@@ -17,7 +18,7 @@ namespace {
 
 // A backup service that records which files it was handed, and deletes
 // what it is asked to delete.
-class RecordingBackvault final : public IBackvault, public IBackvaultFiles {
+class RecordingBackvault final : public SessionlessBackvault<IBackvault>, public IBackvaultFiles {
 public:
     std::vector<std::wstring> backedUp, deleted;
 
@@ -36,31 +37,6 @@ public:
         *f = this;
         return S_OK;
     }
-    // Sessions and undo are the backup service's own business; the library never asks.
-    HRESULT STDMETHODCALLTYPE BeginSession(const wchar_t*, BSTR*) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE EndSession() override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE GetCurrentSession(BSTR*) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE GetDataFolder(BSTR*) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE SetDataFolder(const wchar_t*) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE GetSessionCount(std::int32_t*) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE GetSessionId(std::int32_t, BSTR*) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE GetSessionDescription(const wchar_t*, BSTR*) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE GetSessionStartTime(const wchar_t*, double*) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE GetSessionEndTime(const wchar_t*, double*) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE GetSessionState(const wchar_t*, TBackvaultSessionState*) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE GetSessionFileCount(const wchar_t*, std::int32_t*) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE GetSessionRegistryCount(const wchar_t*, std::int32_t*) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE GetSessionBytes(const wchar_t*, std::int64_t*) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE GetSessionEntryCount(const wchar_t*, std::int32_t*) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE GetSessionEntry(const wchar_t*, std::int32_t, TBackvaultEntryKind*, BSTR*) override {
-        return E_NOTIMPL;
-    }
-    HRESULT STDMETHODCALLTYPE RestoreSession(const wchar_t*, std::int32_t*, std::int32_t*) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE GetRestoreReport(BSTR*) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE DeleteSession(const wchar_t*) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE GetSessionFolder(const wchar_t*, BSTR*) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE DeleteSessionsBefore(double, std::int32_t*) override { return E_NOTIMPL; }
-    KXB_RESERVED(24) KXB_RESERVED(25)
     KXB_RESERVED(1) KXB_RESERVED(3) KXB_RESERVED(4) KXB_RESERVED(5) KXB_RESERVED(6) KXB_RESERVED(7)
     HRESULT STDMETHODCALLTYPE DeleteFile(const wchar_t* file) override {
         deleted.push_back(file);
